@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace murvelo {
+
+// Removes Unicode white space and line breaks (the White_Space property) from both ends of UTF-8
+// text. Invalid bytes count as text, never as space.
+std::string trimWhitespaceAndNewlines(std::string_view text);
+
+}  // namespace murvelo

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string_view>
+
+#include "cli/CommandContext.h"
+
+namespace murvelo::cli {
+
+struct Command {
+  std::string_view name;
+  std::string_view summary;
+  int (*run)(CommandContext& context);
+};
+
+int runWer(CommandContext& context);
+int runSettings(CommandContext& context);
+int runHistory(CommandContext& context);
+int runDemo(CommandContext& context);
+
+// Every subcommand, in the order the usage lists them.
+inline constexpr Command kCommands[] = {
+    {"demo", "run a sample through what Murvelo has so far", runDemo},
+    {"wer", "score a transcript against a reference by word error rate", runWer},
+    {"settings", "print the settings, or set one", runSettings},
+    {"history", "print recent dictations, or clear them", runHistory},
+};
+
+}  // namespace murvelo::cli
