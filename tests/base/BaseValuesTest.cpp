@@ -1,0 +1,62 @@
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "base/Base64.h"
+#include "base/Diagnostics.h"
+#include "base/TextTrim.h"
+#include "base/Uuid.h"
+
+namespace murvelo {
+namespace {
+
+TEST(Base64Test, RoundTripsAndRejectsMalformedText) {
+  struct Case {
+    std::string bytes;
+    std::string text;
+  };
+  for (const Case& c : {Case{"", ""}, Case{"f", "Zg=="}, Case{"fo", "Zm8="}, Case{"foo", "Zm9v"},
+                        Case{"foobar", "Zm9vYmFy"}, Case{std::string("\0\xff", 2), "AP8="}}) {
+    std::vector<std::uint8_t> bytes(c.bytes.begin(), c.bytes.end());
+    EXPECT_EQ(base64Encode(bytes), c.text);
+    EXPECT_EQ(base64Decode(c.text), bytes);
+  }
+  for (const char* bad : {"Zg=", "Z===", "Zg=a", "Zm9v!A==", "=Zm9"}) EXPECT_FALSE(base64Decode(bad)) << bad;
+}
+
+TEST(UuidTest, RandomVersionFourUuidsAreWellFormedAndDistinct) {
+  std::set<std::string> seen;
+  for (int i = 0; i < 200; ++i) {
+    std::string id = makeUuid();
+    ASSERT_TRUE(isUuid(id)) << id;
+    EXPECT_EQ(id[14], '4');
+    EXPECT_NE(std::string("89AB").find(id[19]), std::string::npos);
+    seen.insert(id);
+  }
+  EXPECT_EQ(seen.size(), 200u);
+  EXPECT_FALSE(isUuid("4C2B758C-0BB0-42D7-9EDC-71B057AE765"));
+  EXPECT_FALSE(isUuid("4C2B758C_0BB0-42D7-9EDC-71B057AE765B"));
+}
+
+TEST(TextTrimTest, TrimsUnicodeSpaceAndLineBreaksOnly) {
+  struct Case {
+    const char* in;
+    const char* out;
+  };
+  for (const Case& c : {Case{"  hello \n", "hello"}, Case{"\t\r\n", ""}, Case{"\u00a0x\u2028", "x"},
+                        Case{"\u3000 a b \u2003", "a b"}, Case{"\xff ", "\xff"}, Case{"", ""}}) {
+    EXPECT_EQ(trimWhitespaceAndNewlines(c.in), c.out) << c.in;
+  }
+}
+
+TEST(DiagnosticsTest, KeepsOnlyTheNewestEvents) {
+  Diagnostics ring(3);
+  for (int i = 0; i < 5; ++i) ring.record("audio", "event" + std::to_string(i));
+  auto events = ring.snapshot();
+  ASSERT_EQ(events.size(), 3u);
+  EXPECT_EQ(events.front().name, "event2");
+  EXPECT_EQ(events.back().name, "event4");
+}
+
+}  // namespace
+}  // namespace murvelo

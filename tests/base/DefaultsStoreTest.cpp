@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "base/FileDefaultsStore.h"
+#include "support/RecordingLogSink.h"
+#include "support/TempDir.h"
+
+namespace murvelo {
+namespace {
+
+using test::readFile;
+using test::TempDir;
+using test::writeFile;
+
+TEST(DefaultsStoreTest, EachTypeReadsBackOnlyAsItself) {
+  InMemoryDefaultsStore store;
+  store.setString("s", "text");
+  store.setBool("b", true);
+  store.setInteger("i", -42);
+  store.setDouble("d", 2.5);
+  store.setData("data", Bytes{0, 1, 254, 255});
+  store.setStringList("list", {"a", "b"});
+
+  EXPECT_EQ(store.string("s"), "text");
+  EXPECT_EQ(store.boolean("b"), true);
+  EXPECT_EQ(store.integer("i"), -42);
+  EXPECT_EQ(store.real("d"), 2.5);
+  EXPECT_EQ(store.real("i"), -42.0);  // a whole number is a valid double
+  EXPECT_EQ(store.data("data"), (Bytes{0, 1, 254, 255}));
+  EXPECT_EQ(store.stringList("list"), (StringList{"a", "b"}));
+
+  // Wrong-typed reads are absent, and cost no other key anything.
+  EXPECT_FALSE(store.boolean("s"));
+  EXPECT_FALSE(store.string("b"));
+  EXPECT_FALSE(store.integer("d"));
+  EXPECT_FALSE(store.string("data"));
+  EXPECT_FALSE(store.data("s"));
+  EXPECT_FALSE(store.stringList("s"));
+  EXPECT_FALSE(store.string("missing"));
+}
+
+TEST(DefaultsStoreTest, ValuesOfUnknownShapeReadAsAbsentButSurvive) {
+  nlohmann::json document = {{"nullValue", nullptr},
+                             {"mixedList", {"a", 1}},
+                             {"object", {{"x", 1}}},
+                             {"badData", {{"data", "not base64!"}}},
+                             {"good", "kept"}};
+  InMemoryDefaultsStore store(document);
+  for (const char* key : {"nullValue", "mixedList", "object", "badData"}) {
+    EXPECT_FALSE(store.value(key)) << key;
+    EXPECT_TRUE(store.contains(key)) << key;
+  }
+  EXPECT_EQ(store.string("good"), "kept");
+}
+
+class FileDefaultsStoreTest : public ::testing::Test {
+ protected:
+  std::filesystem::path file() const { return dir_ / "murvelo" / "defaults.json"; }
+  TempDir dir_;
+};
+
+TEST_F(FileDefaultsStoreTest, WritesPersistAcrossReopenWithPrivateMode) {
+  {
+    auto store = FileDefaultsStore::open(file());
+    ASSERT_TRUE(store->setString("cleanupLevel", "format"));
+    ASSERT_TRUE(store->setData("blob", Bytes{'h', 'i'}));
+    ASSERT_TRUE(store->setDouble("ratio", 1.0));
+  }
+  auto store = FileDefaultsStore::open(file());
+  EXPECT_EQ(store->string("cleanupLevel"), "format");
+  EXPECT_EQ(store->data("blob"), (Bytes{'h', 'i'}));
+  EXPECT_EQ(store->real("ratio"), 1.0);
+  EXPECT_FALSE(store->integer("ratio")) << "a double must stay a double on disk";
+
+  struct stat info {};
+  ASSERT_EQ(::stat(file().c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+}
+
+TEST_F(FileDefaultsStoreTest, UnparsableFilesAreMovedAsideAndTheStoreStartsEmpty) {
+  const std::string cases[] = {
+      "{\"cleanupLevel\": \"format\", \"autoP",  // truncated mid-write
+      "[1, 2, 3]",                               // valid JSON but not a document of keys
+      "\xff\xfe garbage",
+  };
+  for (const auto& contents : cases) {
+    std::filesystem::remove_all(file().parent_path());
+    writeFile(file(), contents);
+    test::ScopedLogCapture quiet;
+    auto store = FileDefaultsStore::open(file());
+    EXPECT_TRUE(store->keys().empty());
+    ASSERT_FALSE(store->movedAsideTo().empty());
+    EXPECT_EQ(readFile(store->movedAsideTo()), contents) << "the bad file is kept for inspection";
+    EXPECT_NE(store->movedAsideTo().filename().string().find("defaults.json.corrupt-"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(file()));
+    EXPECT_TRUE(store->setBool("autoPaste", false));
+    EXPECT_EQ(FileDefaultsStore::open(file())->boolean("autoPaste"), false);
+  }
+}
+
+TEST_F(FileDefaultsStoreTest, WrongTypedValueInFileCostsOnlyItsKey) {
+  writeFile(file(), R"({"autoPaste": "yes", "hotkey": "fn", "recentHistory": {"data": 7}})");
+  auto store = FileDefaultsStore::open(file());
+  EXPECT_TRUE(store->movedAsideTo().empty());
+  EXPECT_FALSE(store->boolean("autoPaste"));
+  EXPECT_FALSE(store->data("recentHistory"));
+  EXPECT_EQ(store->string("hotkey"), "fn");
+}
+
+TEST_F(FileDefaultsStoreTest, UnwritableLocationReportsErrorButKeepsValueInMemory) {
+  writeFile(dir_ / "not-a-dir", "");
+  test::ScopedLogCapture logs;
+  auto store = FileDefaultsStore::open(dir_ / "not-a-dir" / "murvelo" / "defaults.json");
+  Status status = store->setString("hotkey", "fn");
+  EXPECT_FALSE(status);
+  EXPECT_FALSE(status.message().empty());
+  EXPECT_EQ(store->string("hotkey"), "fn");
+  EXPECT_FALSE(logs.sink().entries().empty());
+}
+
+TEST_F(FileDefaultsStoreTest, CrashBetweenTempWriteAndRenameLeavesOldFileIntact) {
+  FileDefaultsStore::open(file())->setString("hotkey", "rightOption");
+  const std::string before = readFile(file());
+
+  FileDefaultsStore::Options crashing;
+  crashing.beforeRename = [] { return false; };
+  auto store = FileDefaultsStore::open(file(), crashing);
+  EXPECT_FALSE(store->setString("hotkey", "fn"));
+  EXPECT_EQ(readFile(file()), before);
+
+  std::size_t leftovers = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(file().parent_path())) {
+    leftovers += entry.path().filename().string().find(".tmp-") != std::string::npos;
+  }
+  EXPECT_EQ(leftovers, 1u) << "the crash leaves its temp file behind";
+
+  auto reopened = FileDefaultsStore::open(file());
+  EXPECT_EQ(reopened->string("hotkey"), "rightOption");
+  for (const auto& entry : std::filesystem::directory_iterator(file().parent_path())) {
+    EXPECT_EQ(entry.path().filename().string().find(".tmp-"), std::string::npos) << "stale temp removed";
+  }
+}
+
+}  // namespace
+}  // namespace murvelo

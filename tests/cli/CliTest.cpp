@@ -1,0 +1,137 @@
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "base/Base64.h"
+#include "support/RunProcess.h"
+#include "support/TempDir.h"
+
+namespace murvelo {
+namespace {
+
+class CliTest : public ::testing::Test {
+ protected:
+  test::ProcessResult run(const std::vector<std::string>& args, const std::string& input = {}) {
+    return test::runProcess(MURVELO_CLI_PATH, args,
+                            {{"XDG_CONFIG_HOME", home_.path().string()}, {"MURVELO_LOG_LEVEL", "error"}},
+                            input);
+  }
+  std::filesystem::path defaultsFile() const { return home_.path() / "murvelo" / "defaults.json"; }
+
+  test::TempDir home_;
+};
+
+TEST_F(CliTest, WerPrintsOneJsonObjectFromTextsOrFiles) {
+  auto inline_ = run({"wer", "--reference", "a b c d", "--hypothesis", "a x c"});
+  ASSERT_EQ(inline_.exitCode, 0) << inline_.err;
+  EXPECT_EQ(inline_.out,
+            "{\"substitutions\":1,\"deletions\":1,\"insertions\":0,\"hits\":2,\"wer\":0.5,"
+            "\"missedReferencePositions\":[1,3]}\n");
+
+  test::writeFile(home_ / "ref.txt", "It's $1,200.50!");
+  auto files = run({"wer", "--reference-file", (home_ / "ref.txt").string(), "--hypothesis-file", "-"},
+                   "its 1200 dollars 50 cents");
+  ASSERT_EQ(files.exitCode, 0) << files.err;
+  EXPECT_EQ(nlohmann::json::parse(files.out)["wer"], 0.0);
+}
+
+TEST_F(CliTest, BadArgumentsGiveUsageAndStatusTwo) {
+  const std::vector<std::vector<std::string>> cases = {
+      {},
+      {"frobnicate"},
+      {"wer", "--reference", "a"},
+      {"wer", "--reference", "a", "--reference-file", "x", "--hypothesis", "b"},
+      {"wer", "--reference"},
+      {"wer", "--bogus", "1"},
+      {"settings", "set", "hotkey"},
+      {"settings", "get"},
+      {"history", "purge"},
+  };
+  for (const auto& args : cases) {
+    auto result = run(args);
+    EXPECT_EQ(result.exitCode, 2) << testing::PrintToString(args);
+    EXPECT_NE(result.err.find("usage"), std::string::npos) << testing::PrintToString(args);
+    EXPECT_TRUE(result.out.empty());
+  }
+}
+
+TEST_F(CliTest, EverySubcommandHasHelp) {
+  for (const char* command : {"demo", "wer", "settings", "history"}) {
+    auto result = run({command, "--help"});
+    EXPECT_EQ(result.exitCode, 0) << command;
+    EXPECT_NE(result.out.find("usage: murvelo-cli " + std::string(command)), std::string::npos) << command;
+  }
+}
+
+TEST_F(CliTest, SettingsPrintsEveryKeyAfterMigrationAndWritesBack) {
+  test::writeFile(defaultsFile(), R"({"cleanupLevel":"medium","useDictationEngine":true})");
+  auto result = run({"settings"});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  auto json = nlohmann::ordered_json::parse(result.out);
+  std::vector<std::string> keys;
+  for (const auto& item : json.items()) keys.push_back(item.key());
+  EXPECT_EQ(keys,
+            (std::vector<std::string>{
+                "cleanupLevel", "hotkey", "recordingMode", "onboardingComplete", "onboardingFinished",
+                "autoPaste", "useDictationEngine", "developerToolsVocabularyEnabled", "betaUpload",
+                "openAtLogin", "dictationMicrophoneSelection", "microphoneStartupHistory", "deviceID"}));
+  EXPECT_EQ(json["cleanupLevel"], "format");
+  EXPECT_EQ(json["useDictationEngine"], false);
+  auto stored = nlohmann::json::parse(test::readFile(defaultsFile()));
+  EXPECT_EQ(stored["cleanupLevel"], "format");
+}
+
+TEST_F(CliTest, SettingsSetValidatesAndRefusedValuesWriteNothing) {
+  ASSERT_EQ(run({"settings", "set", "recordingMode", "toggle"}).exitCode, 0);
+  ASSERT_EQ(run({"settings", "set", "dictationMicrophoneSelection", "device:usb-mic"}).exitCode, 0);
+  const std::string before = test::readFile(defaultsFile());
+
+  const std::vector<std::pair<std::string, std::string>> refused = {
+      {"cleanupLevel", "medium"},
+      {"cleanupLevel", "Light"},
+      {"hotkey", "leftOption"},
+      {"autoPaste", "yes"},
+      {"dictationMicrophoneSelection", "device:"},
+      {"deviceID", "abc"},
+      {"microphoneStartupHistory", "[1]"},
+      {"noSuchKey", "1"},
+  };
+  for (const auto& [key, value] : refused) {
+    auto result = run({"settings", "set", key, value});
+    EXPECT_EQ(result.exitCode, 2) << key << "=" << value;
+    EXPECT_NE(result.err.find(key), std::string::npos) << "the message names the key";
+    EXPECT_EQ(test::readFile(defaultsFile()), before) << key << "=" << value;
+  }
+
+  auto json = nlohmann::json::parse(run({"settings"}).out);
+  EXPECT_EQ(json["recordingMode"], "toggle");
+  EXPECT_EQ(json["dictationMicrophoneSelection"], "device:usb-mic");
+}
+
+TEST_F(CliTest, HistoryPrintsNewestFirstAndClears) {
+  // Entries as the program stores them: data under "recentHistory".
+  std::string items = R"([{"id":"B","text":"newer","date":"2099-01-02T00:00:00.000Z"},)"
+                      R"({"id":"A","text":"older","date":"2099-01-01T00:00:00.000Z","cleanup":"light"}])";
+  std::string base64 = base64Encode(std::vector<std::uint8_t>(items.begin(), items.end()));
+  test::writeFile(defaultsFile(), nlohmann::json{{"recentHistory", {{"data", base64}}}}.dump());
+
+  auto listed = run({"history"});
+  ASSERT_EQ(listed.exitCode, 0) << listed.err;
+  auto json = nlohmann::json::parse(listed.out);
+  ASSERT_EQ(json.size(), 2u);
+  EXPECT_EQ(json[0]["text"], "newer");
+  EXPECT_EQ(json[1]["cleanup"], "light");
+
+  EXPECT_EQ(run({"history", "clear"}).exitCode, 0);
+  EXPECT_EQ(run({"history"}).out, "[]\n");
+}
+
+TEST_F(CliTest, DemoRunsOnAFreshConfiguration) {
+  auto result = run({"demo"});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.out.find("Word error rate"), std::string::npos);
+  EXPECT_TRUE(std::filesystem::exists(defaultsFile()));
+}
+
+}  // namespace
+}  // namespace murvelo

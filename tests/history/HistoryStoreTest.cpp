@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+
+#include "base/DefaultsStore.h"
+#include "history/HistoryStore.h"
+#include "support/RecordingLogSink.h"
+
+namespace murvelo {
+namespace {
+
+using namespace std::chrono_literals;
+
+class HistoryStoreTest : public ::testing::Test {
+ protected:
+  HistoryStore makeStore() {
+    return HistoryStore(defaults_, [this] { return now_; });
+  }
+  void add(HistoryStore& store, const std::string& text) {
+    store.add(text, 1.5, 0.25, CleanupLevel::light, 3);
+  }
+
+  InMemoryDefaultsStore defaults_;
+  HistoryStore::TimePoint now_ = HistoryStore::TimePoint(1'790'000'000'123ms);
+};
+
+TEST_F(HistoryStoreTest, AddTrimsAndPutsNewestFirstAndRoundTrips) {
+  auto store = makeStore();
+  add(store, "  first\n");
+  now_ += 1s;
+  store.add("second", std::nullopt, std::nullopt, std::nullopt, std::nullopt);
+  ASSERT_EQ(store.items().size(), 2u);
+  EXPECT_EQ(store.items()[0].text, "second");
+  EXPECT_EQ(store.items()[1].text, "first");
+  EXPECT_EQ(store.items()[1].cleanup, "light");
+  EXPECT_EQ(store.items()[1].speechSeconds, 1.5);
+  EXPECT_FALSE(store.items()[0].spokenWordCount);
+  EXPECT_NE(store.items()[0].id, store.items()[1].id);
+
+  auto reloaded = makeStore();
+  reloaded.load();
+  EXPECT_EQ(reloaded.items(), store.items());
+}
+
+TEST_F(HistoryStoreTest, WhitespaceOnlyTextLeavesHistoryUnchanged) {
+  auto store = makeStore();
+  add(store, "kept");
+  int writes = defaults_.writeCount();
+  for (const char* blank : {"", "   ", "\n\n", " \t\r\n\u00a0\u2029"}) add(store, blank);
+  EXPECT_EQ(store.items().size(), 1u);
+  EXPECT_EQ(defaults_.writeCount(), writes);
+}
+
+TEST_F(HistoryStoreTest, AddingThe51stDropsTheOldest) {
+  auto store = makeStore();
+  for (int i = 0; i < 51; ++i) {
+    add(store, "item " + std::to_string(i));
+    now_ += 1s;
+  }
+  ASSERT_EQ(store.items().size(), 50u);
+  EXPECT_EQ(store.items().front().text, "item 50");
+  EXPECT_EQ(store.items().back().text, "item 1");
+}
+
+TEST_F(HistoryStoreTest, SevenDaysExactlyIsKeptOneSecondMoreIsDropped) {
+  {
+    auto store = makeStore();
+    add(store, "older");
+    now_ += 1s;
+    add(store, "boundary");
+  }
+  // "boundary" is exactly seven days old, "older" one second more.
+  now_ += HistoryStore::kMaxAge;
+
+  auto atLoad = makeStore();
+  int writes = defaults_.writeCount();
+  atLoad.load();
+  ASSERT_EQ(atLoad.items().size(), 1u);
+  EXPECT_EQ(atLoad.items()[0].text, "boundary");
+  EXPECT_GT(defaults_.writeCount(), writes) << "a load that dropped items saves at once";
+
+  now_ += 1s;
+  add(atLoad, "fresh");
+  ASSERT_EQ(atLoad.items().size(), 1u) << "the next add drops what has aged out";
+  EXPECT_EQ(atLoad.items()[0].text, "fresh");
+}
+
+TEST_F(HistoryStoreTest, UndecodableDataStartsEmptyAndIsOverwrittenAtNextAdd) {
+  const std::vector<std::string> bad = {
+      "not json", "{}", R"([{"id":"x","text":"t"}])", R"([{"id":"x","text":"t","date":"yesterday"}])",
+      R"([{"id":"x","text":"t","date":"2026-11-21T13:35:24.123Z","spokenWordCount":"3"}])"};
+  for (const auto& data : bad) {
+    SCOPED_TRACE(data);
+    defaults_.setData(HistoryStore::kKey, Bytes(data.begin(), data.end()));
+    test::ScopedLogCapture quiet;
+    auto store = makeStore();
+    store.load();
+    EXPECT_TRUE(store.items().empty());
+    EXPECT_EQ(defaults_.data(HistoryStore::kKey), Bytes(data.begin(), data.end())) << "not rewritten at load";
+    add(store, "new");
+    auto reloaded = makeStore();
+    reloaded.load();
+    ASSERT_EQ(reloaded.items().size(), 1u);
+  }
+}
+
+TEST_F(HistoryStoreTest, ClearEmptiesAndSavesAndObserversHear) {
+  auto store = makeStore();
+  int notified = 0;
+  store.addObserver([&] { ++notified; });
+  add(store, "one");
+  store.clear();
+  EXPECT_TRUE(store.items().empty());
+  EXPECT_EQ(notified, 2);
+  auto reloaded = makeStore();
+  reloaded.load();
+  EXPECT_TRUE(reloaded.items().empty());
+}
+
+}  // namespace
+}  // namespace murvelo
