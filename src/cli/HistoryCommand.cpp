@@ -27,8 +27,8 @@ int runHistory(CommandContext& context) {
   history.load();
   if (words.empty()) {
     context.printJson(toJson(history.items()));
-  } else {
-    history.clear();
+  } else if (Status status = history.clear(); !status) {
+    return context.failure(status.message());
   }
   return kSuccess;
 }

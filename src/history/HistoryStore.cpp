@@ -151,10 +151,11 @@ void HistoryStore::add(std::string_view text, std::optional<double> speechSecond
   changed();
 }
 
-void HistoryStore::clear() {
+Status HistoryStore::clear() {
   items_.clear();
-  save();
+  Status status = save();
   changed();
+  return status;
 }
 
 bool HistoryStore::dropExpired() {
@@ -164,9 +165,10 @@ bool HistoryStore::dropExpired() {
   return items_.size() != before;
 }
 
-void HistoryStore::save() {
+Status HistoryStore::save() {
   Status status = defaults_.setData(kKey, encode(items_));
   if (!status) kLog.error("history not saved: " + status.message());
+  return status;
 }
 
 void HistoryStore::changed() {

@@ -45,7 +45,8 @@ class HistoryStore {
   void add(std::string_view text, std::optional<double> speechSeconds,
            std::optional<double> processingSeconds, std::optional<CleanupLevel> cleanup,
            std::optional<std::int64_t> spokenWordCount);
-  void clear();
+  // Whether the emptied list reached the disk.
+  Status clear();
   const std::vector<Item>& items() const { return items_; }
 
   using Observer = std::function<void()>;
@@ -57,7 +58,7 @@ class HistoryStore {
 
  private:
   bool dropExpired();  // true when any item was dropped
-  void save();
+  Status save();
   void changed();
 
   DefaultsStore& defaults_;
