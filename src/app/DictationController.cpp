@@ -210,6 +210,7 @@ void DictationController::startRun(double heldSeconds) {
   run.heldSeconds = heldSeconds;
   run.usedStreaming = recordingUsedDictationEngine_;
   run.feedbackGeneration = feedbackCaptureGeneration_;
+  run.level = services_.settings.cleanupLevel();
   run.releasedAt = services_.loop.now();
   stage(run, "begin");
   // The capture ends now, before anything else can start a new one.

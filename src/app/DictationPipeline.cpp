@@ -44,7 +44,6 @@ std::int64_t wordCount(std::string_view text) {
 void DictationController::finalize(std::int64_t number) {
   Run* run = findRun(number);
   if (!run) return;
-  run->level = services_.settings.cleanupLevel();
   stage(*run, "finalize");
   run->hint = DeviceHint::prepare(services_.recorder.facts());
   if (!run->usedStreaming) {
