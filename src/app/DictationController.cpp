@@ -215,6 +215,7 @@ void DictationController::startRun(double heldSeconds) {
   stage(run, "begin");
   // The capture ends now, before anything else can start a new one.
   run.audio = services_.recorder.stop();
+  run.facts = services_.recorder.facts();
   services_.recorder.stopSession(false);
   recordingStartedAt_.reset();
   pendingRequestedAt_.reset();

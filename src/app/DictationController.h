@@ -18,6 +18,8 @@
 #include "app/PasteQueue.h"
 #include "app/SettingsValues.h"
 #include "audio/CapturedAudio.h"
+#include "audio/MicrophoneReadiness.h"
+#include "audio/Recorder.h"
 #include "base/MainLoop.h"
 #include "cleanup/FormatEdit.h"
 #include "delivery/CursorContext.h"
@@ -30,7 +32,6 @@ class CaptureLifecycle;
 class CursorContextReader;
 class DefaultsStore;
 class HistoryStore;
-class Recorder;
 class SpeechService;
 class TranscriptCleaner;
 
@@ -82,6 +83,9 @@ class DictationController : public DictationKeyTarget {
 
   const DictationStatus& status() const { return status_; }
   bool microphoneReady() const { return microphoneReady_; }
+  MicrophoneReadiness microphoneReadiness() const {
+    return {recordingGeneration_, isRecording(), microphoneReady_};
+  }
   bool processing() const { return processing_; }
   std::int64_t runID() const { return runID_; }
   const std::set<std::int64_t>& inflightRuns() const { return inflightRuns_; }
@@ -102,6 +106,7 @@ class DictationController : public DictationKeyTarget {
     CleanupLevel level = CleanupLevel::light;
     MainLoop::TimePoint releasedAt;
     CapturedAudio audio;
+    RecorderFacts facts;  // of the run's own capture, whatever starts after it
     std::string raw;
     std::string working;
     CursorContext cursor;
@@ -170,7 +175,7 @@ class DictationController : public DictationKeyTarget {
   bool drainingPaste_ = false;
   std::optional<MainLoop::TimePoint> recordingStartedAt_;
   bool recordingUsedDictationEngine_ = false;
-  std::int64_t feedbackCaptureGeneration_ = 0;
+  std::int64_t feedbackCaptureGeneration_ = 0;  // kept with each run for a future feedback report
 
   std::int64_t recordingGeneration_ = 0;  // rises at every started recording
   bool sawAudio_ = false;

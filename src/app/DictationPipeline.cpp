@@ -45,7 +45,7 @@ void DictationController::finalize(std::int64_t number) {
   Run* run = findRun(number);
   if (!run) return;
   stage(*run, "finalize");
-  run->hint = DeviceHint::prepare(services_.recorder.facts());
+  run->hint = DeviceHint::prepare(run->facts);
   if (!run->usedStreaming) {
     fileFallback(number, "streaming off");
     return;
@@ -139,10 +139,7 @@ void DictationController::haveTranscript(std::int64_t number) {
   Run* run = findRun(number);
   if (!run) return;
   kLog.info("raw transcript len=" + std::to_string(characterCount(run->raw)));
-  if (isLive(number)) {
-    settleHoldRun_ = number;
-    ++feedbackCaptureGeneration_;
-  }
+  if (isLive(number)) settleHoldRun_ = number;
   if (!isLive(number)) {
     kLog.info("run " + std::to_string(number) + " abandoned pre-cleanup");
     finishRun(number);

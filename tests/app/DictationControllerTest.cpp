@@ -47,11 +47,11 @@ class ControllerTest : public ::testing::Test {
     make();
   }
 
-  void make(CursorContextReader* reader = nullptr, bool withKeyQuery = true) {
+  void make(CursorContextReader* reader = nullptr) {
     controller = std::make_unique<DictationController>(
         DictationServices{loop, recorder, speech, reader ? *reader : cursor, inserter, cleaner, history,
                           settings, defaults, &recorder});
-    if (withKeyQuery) controller->setTalkKeyQuery([this] { return keyHeld; });
+    controller->setTalkKeyQuery([this] { return keyHeld; });
     controller->setStatusObserver(
         [this](const DictationStatus& status, bool) { statuses.push_back(status); });
   }
@@ -158,42 +158,6 @@ TEST_F(ControllerTest, RepeatedKeyDownWhileRecordingChangesNothing) {
   auto lines = logged();
   EXPECT_EQ(std::count(lines.begin(), lines.end(), "recording started"), 1);
   EXPECT_FALSE(controller->recordStartPending());
-}
-
-TEST_F(ControllerTest, ThirdPressWaitsForTwoRunsInFlight) {
-  struct Case {
-    bool keyStillDown;
-    bool queryInstalled;
-    const char* log;
-    bool recordsAfterFirstRun;
-  };
-  const Case cases[] = {
-      {true, true, "deferred begin consuming — key still down", true},
-      {false, true, "deferred begin cancelled — key up before mic free", false},
-      {true, false, "deferred begin dropped — key already up when mic freed", false},
-  };
-  for (const auto& c : cases) {
-    // A fresh controller per case, on the same devices.
-    make(nullptr, c.queryInstalled);
-    speech.scriptStream(ScriptedAnswer::says("one", 5s));
-    speech.scriptStream(ScriptedAnswer::says("two", 8s));
-    auto base = std::chrono::duration_cast<std::chrono::milliseconds>(loop.now() - start);
-    press(base + 0ms);
-    release(base + 1000ms);
-    press(base + 1200ms);
-    release(base + 2000ms);
-    press(base + 2500ms);
-    EXPECT_TRUE(controller->recordStartPending());
-    EXPECT_TRUE(hasLog("beginRecording deferred sttHeld=false inflight=2"));
-    if (!c.keyStillDown) release(base + 3000ms);
-    at(base + 6000ms);  // the first run is delivered
-    EXPECT_TRUE(hasLog(c.log)) << c.log;
-    EXPECT_EQ(controller->isRecording(), c.recordsAfterFirstRun) << c.log;
-    EXPECT_FALSE(controller->recordStartPending());
-    keyHeld = false;
-    controller->keyUp();
-    finish();
-  }
 }
 
 TEST_F(ControllerTest, MicrophoneStartFailureNotices) {
@@ -495,20 +459,6 @@ TEST_F(ControllerTest, DeviceHintsShowOncePerDeviceAndKind) {
   }
   EXPECT_EQ(defaults.stringList(DeviceHint::kShownKey),
             (StringList{"Bluetooth headphones|bluetooth", "Pods|substituted", "Pods|bluetooth"}));
-}
-
-TEST_F(ControllerTest, CopyOnlyDeliveryShowsThePasteHint) {
-  settings.setAutoPaste(false);
-  speech.scriptStream(ScriptedAnswer::says("copy", 10ms));
-  press(0ms);
-  release(1000ms);
-  at(1010ms);
-  EXPECT_EQ(controller->lastOutcome(), TextInserter::Outcome::copiedToClipboard);
-  EXPECT_EQ(controller->status(), DictationStatus::message("Copied — press Ctrl+V to paste"));
-  at(9010ms - 1ms);
-  EXPECT_EQ(controller->status().kind, SK::message);
-  at(9010ms);
-  EXPECT_EQ(controller->status().kind, SK::idle);
 }
 
 TEST_F(ControllerTest, DestroyedWithWorkUnderWay) {
