@@ -239,6 +239,9 @@ void DictationController::watchdogFired(std::int64_t number) {
   }
   cancelledRuns_.insert(number);
   inflightRuns_.erase(number);
+  // Whatever the run still gets is discarded; its audio need not wait for a result that may
+  // never come.
+  if (Run* run = findRun(number)) run->audio = CapturedAudio{};
   drainDeferredBegin();
   processing_ = !inflightRuns_.empty();
   if (inflightRuns_.empty() && !status_.is(DictationStatus::Kind::recording))
