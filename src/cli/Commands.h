@@ -16,6 +16,7 @@ int runWer(CommandContext& context);
 int runSettings(CommandContext& context);
 int runHistory(CommandContext& context);
 int runDemo(CommandContext& context);
+int runSimulate(CommandContext& context);
 
 // Every subcommand, in the order the usage lists them.
 inline constexpr Command kCommands[] = {
@@ -23,6 +24,7 @@ inline constexpr Command kCommands[] = {
     {"wer", "score a transcript against a reference by word error rate", runWer},
     {"settings", "print the settings, or set one", runSettings},
     {"history", "print recent dictations, or clear them", runHistory},
+    {"simulate", "run a dictation scenario on simulated devices in virtual time", runSimulate},
 };
 
 }  // namespace murvelo::cli

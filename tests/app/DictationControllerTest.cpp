@@ -1,0 +1,475 @@
+#include <gtest/gtest.h>
+
+#include "app/AppSettings.h"
+#include "app/DeviceHint.h"
+#include "app/DictationController.h"
+#include "base/DefaultsStore.h"
+#include "base/ManualLoop.h"
+#include "history/HistoryStore.h"
+#include "sim/SimulatedDevices.h"
+#include "support/RecordingLogSink.h"
+
+namespace murvelo {
+namespace {
+
+using namespace std::chrono_literals;
+using sim::ScriptedAnswer;
+using SK = DictationStatus::Kind;
+
+// Echoes the transcript, or answers a fixed text; remembers what it was asked.
+class ScriptedCleaner : public TranscriptCleaner {
+ public:
+  CleanedTranscript clean(std::string_view raw, CleanupLevel level, bool sentenceStart, bool) const override {
+    calls.push_back({level, sentenceStart});
+    return {answer ? *answer : std::string(raw), {}, std::nullopt};
+  }
+  std::optional<std::string> answer;
+  mutable std::vector<std::pair<CleanupLevel, bool>> calls;
+};
+
+// A field that takes its time to answer.
+class SlowCursor : public CursorContextReader {
+ public:
+  SlowCursor(MainLoop& loop, MainLoop::Duration delay) : loop_(loop), delay_(delay) {}
+  void read(std::function<void(CursorContext)> done) override {
+    loop_.postAfter(delay_, [done] { done(CursorContext::fromText("")); });
+  }
+
+ private:
+  MainLoop& loop_;
+  MainLoop::Duration delay_;
+};
+
+class ControllerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    settings.setUseDictationEngine(true);
+    make();
+  }
+
+  void make(CursorContextReader* reader = nullptr) {
+    controller = std::make_unique<DictationController>(
+        DictationServices{loop, recorder, speech, reader ? *reader : cursor, inserter, cleaner, history,
+                          settings, defaults, &recorder});
+    controller->setTalkKeyQuery([this] { return keyHeld; });
+    controller->setStatusObserver(
+        [this](const DictationStatus& status, bool) { statuses.push_back(status); });
+  }
+
+  void at(std::chrono::milliseconds ms) {
+    auto target = start + ms;
+    if (target > loop.now()) loop.advance(target - loop.now());
+    loop.runUntilIdle();
+  }
+  void press(std::chrono::milliseconds ms) {
+    at(ms);
+    keyHeld = true;
+    controller->keyDown();
+    loop.runUntilIdle();
+  }
+  void release(std::chrono::milliseconds ms) {
+    at(ms);
+    keyHeld = false;
+    controller->keyUp();
+    loop.runUntilIdle();
+  }
+  void finish() {
+    while (loop.advanceToNextTimer()) {
+    }
+  }
+  std::vector<std::string> logged() const {
+    std::vector<std::string> out;
+    for (const auto& entry : logs.sink().entries())
+      if (entry.category == "controller") out.push_back(entry.message);
+    return out;
+  }
+  bool hasLog(const std::string& message) const {
+    auto lines = logged();
+    return std::find(lines.begin(), lines.end(), message) != lines.end();
+  }
+  std::vector<std::string> delivered() const {
+    std::vector<std::string> out;
+    for (const auto& d : inserter.deliveries()) out.push_back(d.text);
+    return out;
+  }
+
+  mutable test::ScopedLogCapture logs;
+  ManualLoop loop;
+  MainLoop::TimePoint start = loop.now();
+  InMemoryDefaultsStore defaults;
+  AppSettings settings{defaults};
+  HistoryStore history{defaults};
+  sim::SimulatedRecorder recorder{loop};
+  sim::SimulatedSpeech speech{loop};
+  sim::SimulatedCursor cursor{loop};
+  sim::SimulatedInserter inserter;
+  ScriptedCleaner cleaner;
+  std::unique_ptr<DictationController> controller;
+  bool keyHeld = false;
+  std::vector<DictationStatus> statuses;
+};
+
+TEST_F(ControllerTest, ShortTapThresholdAndRunNumbers) {
+  struct Case {
+    std::chrono::milliseconds held;
+    bool isRun;
+    const char* log;
+  };
+  const Case cases[] = {{0ms, false, "ignored short tap (0ms)"},
+                        {179ms, false, "ignored short tap (179ms)"},
+                        {180ms, true, nullptr},
+                        {100ms, false, "ignored short tap (100ms)"},
+                        {2000ms, true, nullptr}};
+  std::int64_t expectedRun = 0;
+  auto t = 1000ms;
+  for (const auto& c : cases) {
+    speech.scriptStream(ScriptedAnswer::says("words", 10ms));
+    press(t);
+    release(t + c.held);
+    if (c.isRun) ++expectedRun;
+    EXPECT_EQ(controller->runID(), expectedRun) << c.held.count();
+    EXPECT_EQ(controller->status().kind, c.isRun ? SK::transcribing : SK::idle) << c.held.count();
+    if (c.log) {
+      EXPECT_TRUE(hasLog(c.log)) << c.log;
+    }
+    t += 10s;
+  }
+  finish();
+  EXPECT_EQ(inserter.deliveries().size(), 2u);
+  EXPECT_EQ(history.items().size(), 2u);
+  EXPECT_EQ(speech.openSessions(), 0) << "short taps tear their streaming session down";
+}
+
+TEST_F(ControllerTest, ShortTapWhileAnEarlierRunWorksShowsTranscribing) {
+  speech.scriptStream(ScriptedAnswer::says("first", 5s));
+  press(0ms);
+  release(1000ms);
+  press(1500ms);
+  release(1600ms);
+  EXPECT_EQ(controller->status().kind, SK::transcribing);
+  EXPECT_EQ(controller->runID(), 1);
+}
+
+TEST_F(ControllerTest, RepeatedKeyDownWhileRecordingChangesNothing) {
+  press(0ms);
+  controller->keyDown();
+  controller->keyDown();
+  EXPECT_EQ(recorder.starts(), 1);
+  auto lines = logged();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "recording started"), 1);
+  EXPECT_FALSE(controller->recordStartPending());
+}
+
+TEST_F(ControllerTest, MicrophoneStartFailureNotices) {
+  struct Case {
+    MicrophoneSelection selection;
+    const char* notice;
+    std::chrono::milliseconds shownFor;
+  };
+  const Case cases[] = {
+      {MicrophoneSelection::builtIn(), "Couldn't reach the microphone", 2200ms},
+      {MicrophoneSelection::systemDefault(), "Couldn't reach the microphone", 2200ms},
+      {MicrophoneSelection::device("usb-1"), "Selected microphone unavailable. Check Settings.", 6000ms},
+  };
+  for (const auto& c : cases) {
+    settings.setMicrophoneSelection(c.selection);
+    recorder.failNextStart();
+    controller->keyDown();
+    EXPECT_EQ(controller->status(), DictationStatus::message(c.notice));
+    EXPECT_TRUE(hasLog("mic start FAILED: No microphone is available."));
+    EXPECT_EQ(logs.sink().entries().back().level, LogLevel::error);
+    loop.advance(c.shownFor - 1ms);
+    EXPECT_EQ(controller->status().kind, SK::message) << c.notice;
+    loop.advance(1ms);
+    EXPECT_EQ(controller->status().kind, SK::idle) << c.notice;
+    controller->keyUp();
+    EXPECT_EQ(controller->runID(), 0);
+  }
+}
+
+TEST_F(ControllerTest, WatchdogResetsAHungRunAndDropsItsLateResult) {
+  speech.scriptStream(ScriptedAnswer::says("late words", 25s));
+  speech.scriptStream(ScriptedAnswer::says("second", 30s));
+  press(0ms);
+  release(1000ms);
+  press(1500ms);
+  release(2500ms);
+  press(3000ms);  // deferred behind two runs
+  at(1000ms + 18s - 1ms);
+  EXPECT_EQ(controller->inflightRuns().size(), 2u);
+  at(1000ms + 18s);
+  EXPECT_TRUE(hasLog("pipeline watchdog fired after 18s — force-reset (run 1)"));
+  EXPECT_TRUE(hasLog("deferred begin consuming — key still down"));
+  EXPECT_TRUE(controller->isRecording()) << "the waiting start was released";
+  EXPECT_EQ(controller->stageTrace(1), (std::vector<std::string>{"begin", "finalize"}));
+  release(20000ms);
+  at(2500ms + 18s);
+  EXPECT_TRUE(hasLog("pipeline watchdog fired after 18s — force-reset (run 2)"));
+  finish();
+  EXPECT_TRUE(hasLog("run 1 abandoned pre-cleanup"));
+  EXPECT_TRUE(hasLog("run 2 abandoned pre-cleanup"));
+  for (const auto& text : delivered()) EXPECT_EQ(text.find("late"), std::string::npos);
+  EXPECT_EQ(history.items().size(), inserter.deliveries().size());
+}
+
+TEST_F(ControllerTest, WatchdogNoticeOnlyWhenNothingElseIsGoingOn) {
+  speech.scriptStream(ScriptedAnswer::hang());
+  press(0ms);
+  release(1000ms);
+  press(18000ms);  // recording while the run is reset
+  at(19000ms);
+  EXPECT_TRUE(hasLog("pipeline watchdog fired after 18s — force-reset (run 1)"));
+  EXPECT_EQ(controller->status().kind, SK::recording);
+  EXPECT_FALSE(controller->processing());
+}
+
+TEST_F(ControllerTest, RunResetWhileReadingTheCursorIsAbandonedBeforeInsert) {
+  SlowCursor slow(loop, 20s);
+  make(&slow);
+  speech.scriptStream(ScriptedAnswer::says("words", 100ms));
+  press(0ms);
+  release(1000ms);
+  finish();
+  EXPECT_TRUE(hasLog("run 1 abandoned pre-insert"));
+  EXPECT_TRUE(inserter.deliveries().empty());
+  EXPECT_TRUE(history.items().empty());
+}
+
+TEST_F(ControllerTest, DeliveredTextSpacing) {
+  struct Case {
+    const char* cleaned;
+    std::optional<std::string> beforeCursor;
+    const char* delivered;
+  };
+  const Case cases[] = {
+      {"Hello.", "", "Hello. "},           {"Hello.", "word", " Hello. "},
+      {" Hello.", "word", " Hello. "},     {"Dear Sam,\n\n", "", "Dear Sam,\n\n"},
+      {"Item\r\n", "x", " Item\r\n"},      {"Para\u2029", "", "Para\u2029"},
+      {"Hello.", std::nullopt, "Hello. "}, {"Hello.", "(", "Hello. "},
+  };
+  for (const auto& c : cases) {
+    cleaner.answer = c.cleaned;
+    cursor.preceding = c.beforeCursor;
+    speech.scriptStream(ScriptedAnswer::says("anything", 10ms));
+    controller->keyDown();
+    loop.advance(1s);
+    controller->keyUp();
+    finish();
+    ASSERT_FALSE(inserter.deliveries().empty());
+    EXPECT_EQ(inserter.deliveries().back().text, c.delivered) << c.cleaned;
+  }
+}
+
+TEST_F(ControllerTest, CleanupGetsTheLevelAndTheSentenceStart) {
+  struct Case {
+    CleanupLevel level;
+    std::optional<std::string> beforeCursor;
+    bool sentenceStart;
+  };
+  const Case cases[] = {{CleanupLevel::none, "", true},
+                        {CleanupLevel::light, "and then", false},
+                        {CleanupLevel::format, std::nullopt, true},
+                        {CleanupLevel::none, "Done. ", true}};
+  for (const auto& c : cases) {
+    settings.setCleanupLevel(c.level);
+    cursor.preceding = c.beforeCursor;
+    speech.scriptStream(ScriptedAnswer::says("text", 10ms));
+    controller->keyDown();
+    loop.advance(1s);
+    settings.setCleanupLevel(CleanupLevel::light);  // read when the run starts, not later
+    settings.setCleanupLevel(c.level);
+    controller->keyUp();
+    settings.setCleanupLevel(CleanupLevel::light);
+    finish();
+    ASSERT_FALSE(cleaner.calls.empty());
+    EXPECT_EQ(cleaner.calls.back(), std::make_pair(c.level, c.sentenceStart));
+  }
+}
+
+TEST_F(ControllerTest, CleanupThatLeavesNothingDeliversNothing) {
+  cleaner.answer = "  ";
+  speech.scriptStream(ScriptedAnswer::says("um", 10ms));
+  press(0ms);
+  release(1000ms);
+  at(1100ms);
+  EXPECT_TRUE(inserter.deliveries().empty());
+  EXPECT_EQ(controller->status(), DictationStatus::message("Didn't catch any words — try again"));
+}
+
+TEST_F(ControllerTest, StageTraceOfAFileFallbackAfterAFinalizeTimeout) {
+  speech.setFinalizeLimit(true);
+  speech.scriptStream(ScriptedAnswer::hang());
+  speech.scriptFile(ScriptedAnswer::says("from file", 500ms));
+  press(0ms);
+  release(1000ms);
+  finish();
+  EXPECT_EQ(controller->stageTrace(1),
+            (std::vector<std::string>{"begin", "finalize", "finalize-timeout", "wav-write", "wav-transcribe",
+                                      "context", "cleanup", "insert", "done"}));
+  EXPECT_TRUE(hasLog("streaming empty → WAV fallback finalize timed out"));
+  EXPECT_EQ(delivered(), std::vector<std::string>{"from file "});
+}
+
+TEST_F(ControllerTest, WithoutStreamingTheFileIsTheOnlySource) {
+  settings.setUseDictationEngine(false);
+  speech.scriptFile(ScriptedAnswer::says("file words", 100ms));
+  press(0ms);
+  release(1000ms);
+  finish();
+  EXPECT_EQ(speech.openSessions(), 0);
+  EXPECT_EQ(controller->stageTrace(1),
+            (std::vector<std::string>{"begin", "finalize", "wav-write", "wav-transcribe", "context",
+                                      "cleanup", "insert", "done"}));
+  EXPECT_EQ(delivered(), std::vector<std::string>{"file words "});
+}
+
+TEST_F(ControllerTest, TooLittleAudioForAFileMeansNoWords) {
+  speech.scriptStream(ScriptedAnswer::says("", 10ms));
+  press(0ms);
+  release(250ms);  // 190 ms of audio after the microphone woke: no file is written
+  at(400ms);
+  EXPECT_EQ(speech.transcriptions(), 0);
+  EXPECT_EQ(controller->status(), DictationStatus::message("Didn't catch any words — try again"));
+}
+
+TEST_F(ControllerTest, HistoryItemOfADeliveredRun) {
+  settings.setCleanupLevel(CleanupLevel::format);
+  speech.scriptStream(ScriptedAnswer::says("three little words", 400ms));
+  press(0ms);
+  release(1500ms);
+  finish();
+  ASSERT_EQ(history.items().size(), 1u);
+  const auto& item = history.items().front();
+  EXPECT_EQ(item.text, "three little words");
+  EXPECT_DOUBLE_EQ(*item.speechSeconds, 1.5);
+  EXPECT_DOUBLE_EQ(*item.processingSeconds, 0.4);
+  EXPECT_EQ(item.cleanup, "format");
+  EXPECT_EQ(item.spokenWordCount, 3);
+  EXPECT_TRUE(hasLog("insert outcome=pastedAtCursor rawLen=18 finalLen=19"));
+  EXPECT_EQ(controller->lastOutcome(), TextInserter::Outcome::pastedAtCursor);
+}
+
+TEST_F(ControllerTest, AnOlderNoticeTimerNeverClearsANewerNotice) {
+  speech.scriptStream(ScriptedAnswer::says("hi", 10ms));
+  press(0ms);
+  release(1000ms);
+  at(1010ms);
+  EXPECT_EQ(controller->status(), DictationStatus::message("Typing it out…"));
+  recorder.failNextStart();
+  press(1200ms);
+  EXPECT_EQ(controller->status(), DictationStatus::message("Couldn't reach the microphone"));
+  at(1010ms + 450ms);
+  EXPECT_EQ(controller->status(), DictationStatus::message("Couldn't reach the microphone"));
+  at(1200ms + 2200ms);
+  EXPECT_EQ(controller->status().kind, SK::idle);
+}
+
+TEST_F(ControllerTest, NoAudioProbe) {
+  struct Case {
+    bool silent;
+    bool cancelled;
+  };
+  for (const Case c : {Case{true, true}, Case{false, false}}) {
+    if (c.silent) recorder.silenceNextCapture();
+    speech.scriptStream(ScriptedAnswer::says("ok", 10ms));
+    auto t0 = std::chrono::duration_cast<std::chrono::milliseconds>(loop.now() - start);
+    press(t0);
+    at(t0 + 2999ms);
+    EXPECT_TRUE(controller->isRecording());
+    at(t0 + 3000ms);
+    EXPECT_EQ(controller->isRecording(), !c.cancelled);
+    release(t0 + 4000ms);
+    if (c.cancelled) {
+      EXPECT_EQ(controller->status(),
+                DictationStatus::message("No microphone audio. Check Settings and try again."));
+      at(t0 + 9000ms - 1ms);
+      EXPECT_EQ(controller->status().kind, SK::message);
+      at(t0 + 9000ms);
+      EXPECT_EQ(controller->status().kind, SK::idle);
+      EXPECT_EQ(controller->runID(), 0);
+    }
+    finish();
+  }
+  EXPECT_EQ(controller->runID(), 1);
+}
+
+TEST_F(ControllerTest, MicrophoneReadinessFollowsTheFirstAudio) {
+  std::vector<bool> readiness;
+  controller->setStatusObserver([&](const DictationStatus&, bool ready) { readiness.push_back(ready); });
+  press(0ms);
+  EXPECT_FALSE(controller->microphoneReady());
+  at(60ms);
+  EXPECT_TRUE(controller->microphoneReady());
+  EXPECT_EQ(readiness, (std::vector<bool>{false, true}));
+}
+
+TEST_F(ControllerTest, CaptureSettling) {
+  recorder.stopSettlesAfter = 40ms;
+  speech.scriptStream(ScriptedAnswer::says("a", 10ms));
+  press(0ms);
+  release(1000ms);
+  at(1100ms);
+  EXPECT_TRUE(hasLog("capture settled stop=40ms"));
+  EXPECT_EQ(settings.microphoneStartupHistory(), [] {
+    InMemoryDefaultsStore scratch;
+    AppSettings expected(scratch);
+    expected.recordMicrophoneStartup("sim-built-in", 60);
+    return expected.microphoneStartupHistory();
+  }());
+
+  speech.scriptStream(ScriptedAnswer::says("b", 10ms));
+  press(2000ms);
+  release(3000ms);
+  press(3010ms);  // a newer capture starts before the stop settles
+  at(3100ms);
+  EXPECT_TRUE(hasLog("capture settled after a newer start — snapshot skipped"));
+}
+
+TEST_F(ControllerTest, DeviceHintsShowOncePerDeviceAndKind) {
+  struct Case {
+    bool substituted;
+    const char* name;
+    const char* notice;  // none: the usual closing notice
+  };
+  const Case cases[] = {
+      {false, "unknown", "Bluetooth headphones needs a second — hold, then speak"},
+      {false, "unknown", nullptr},
+      {true, "Pods", "Using this computer's mic — Pods wakes slowly"},
+      {false, "Pods", "Pods needs a second — hold, then speak"},
+      {true, "Pods", nullptr},
+  };
+  for (const auto& c : cases) {
+    RecorderFacts facts;
+    if (c.substituted) {
+      facts.didSubstituteBuiltInMic = true;
+      facts.bypassedDeviceName = c.name;
+    } else {
+      facts.didRecordViaBluetooth = true;
+      facts.deviceName = c.name;
+    }
+    recorder.nextCaptureFacts(facts);
+    speech.scriptStream(ScriptedAnswer::says("words", 10ms));
+    controller->keyDown();
+    loop.advance(1s);
+    controller->keyUp();
+    loop.advance(10ms);
+    EXPECT_EQ(controller->status(), DictationStatus::message(c.notice ? c.notice : "Typing it out…"))
+        << c.name;
+    finish();
+  }
+  EXPECT_EQ(defaults.stringList(DeviceHint::kShownKey),
+            (StringList{"Bluetooth headphones|bluetooth", "Pods|substituted", "Pods|bluetooth"}));
+}
+
+TEST_F(ControllerTest, DestroyedWithWorkUnderWay) {
+  speech.scriptStream(ScriptedAnswer::says("later", 2s));
+  press(0ms);
+  release(1000ms);
+  press(1500ms);
+  controller.reset();
+  finish();
+  EXPECT_TRUE(inserter.deliveries().empty());
+}
+
+}  // namespace
+}  // namespace murvelo

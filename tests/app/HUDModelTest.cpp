@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include "app/HUDModel.h"
+#include "app/Notices.h"
+
+namespace murvelo {
+namespace {
+
+class CountingPanel : public HUDPanel {
+ public:
+  void show() override { ++shows; }
+  void hide() override { ++hides; }
+  int shows = 0;
+  int hides = 0;
+};
+
+TEST(HUDModel, StatusToPhase) {
+  using K = HUDPhase::Kind;
+  struct Case {
+    DictationStatus status;
+    bool ready;
+    std::optional<K> kind;  // none: hidden
+    std::string text;
+  };
+  const Case cases[] = {
+      {DictationStatus::idle(), true, std::nullopt, ""},
+      {DictationStatus::recording(), false, K::starting, "Starting microphone…"},
+      {DictationStatus::recording(), true, K::recording, "Listening…"},
+      {DictationStatus::transcribing(), false, K::transcribing, "Cleaning up…"},
+      {DictationStatus::cleaning(), false, K::cleaning, "Cleaning up…"},
+      {DictationStatus::message("Copied — press Ctrl+V to paste"), false, K::pasteHint,
+       "Press Ctrl+V to paste"},
+      {DictationStatus::message("Copied — press ⌘V to paste"), false, std::nullopt, ""},
+      {DictationStatus::message("Typing it out…"), false, K::typing, "Typing it out…"},
+      {DictationStatus::message("Using this computer's mic — Pods wakes slowly"), false, K::notice,
+       "Using this computer's mic — Pods wakes slowly"},
+      {DictationStatus::message("Pods needs a second — hold, then speak"), false, K::notice,
+       "Pods needs a second — hold, then speak"},
+      {DictationStatus::message("Selected microphone unavailable. Check Settings."), false, K::notice,
+       "Selected microphone unavailable. Check Settings."},
+      {DictationStatus::message("No microphone audio. Check Settings and try again."), false, K::notice,
+       "No microphone audio. Check Settings and try again."},
+      {DictationStatus::message("Didn't catch any words — try again"), false, K::notice,
+       "Didn't catch any words — try again"},
+      {DictationStatus::message("That one got stuck — give it another go"), false, K::notice,
+       "That one got stuck — give it another go"},
+      {DictationStatus::message("Couldn't reach the microphone"), false, K::notice,
+       "Couldn't reach the microphone"},
+      {DictationStatus::message("Something else entirely"), false, std::nullopt, ""},
+  };
+  for (const auto& c : cases) {
+    auto phase = HUDModel::phaseFor(c.status, c.ready);
+    ASSERT_EQ(phase.has_value(), c.kind.has_value()) << c.status.text;
+    if (!phase) continue;
+    EXPECT_EQ(phase->kind, *c.kind) << c.status.text;
+    EXPECT_EQ(phase->text(), c.text);
+    EXPECT_EQ(phase->animated(), *c.kind != K::notice && *c.kind != K::pasteHint);
+  }
+}
+
+TEST(HUDModel, StartingThenListeningWithoutHidingAndWritesOnlyOnChange) {
+  CountingPanel panel;
+  HUDModel model(&panel);
+  model.update(DictationStatus::recording(), false);
+  model.update(DictationStatus::recording(), false);
+  EXPECT_EQ(model.phaseWrites(), 1);
+  model.update(DictationStatus::recording(), true);
+  EXPECT_EQ(model.phase()->kind, HUDPhase::Kind::recording);
+  EXPECT_EQ(model.phaseWrites(), 2);
+  EXPECT_EQ(panel.shows, 1);
+  EXPECT_EQ(panel.hides, 0);
+
+  model.update(DictationStatus::transcribing(), true);
+  model.update(DictationStatus::cleaning(), true);
+  model.update(DictationStatus::cleaning(), true);
+  EXPECT_EQ(model.phaseWrites(), 4);
+
+  model.update(DictationStatus::idle(), true);
+  EXPECT_FALSE(model.visible());
+  EXPECT_EQ(panel.hides, 1);
+  model.update(DictationStatus::message("not a HUD notice"), true);
+  EXPECT_EQ(panel.hides, 1);
+  EXPECT_FALSE(model.visible());
+}
+
+}  // namespace
+}  // namespace murvelo
