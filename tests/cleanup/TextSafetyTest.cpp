@@ -95,7 +95,7 @@ TEST(TextSafety, GuardsAndReconcile) {
 
 TEST(TextSafety, HostileInputNeitherCrashesNorHangs) {
   std::string text(20000, '"');
-  text += std::string("\xff\xfe broken \xc3", 13);
+  text += "\xff\xfe broken \xc3";
   EXPECT_NO_FATAL_FAILURE(protectedRanges(std::string_view(text)));
   EXPECT_FALSE(hasAmbiguousConditionalJoin(text));
 }
