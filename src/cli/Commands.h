@@ -18,6 +18,7 @@ int runHistory(CommandContext& context);
 int runDemo(CommandContext& context);
 int runSimulate(CommandContext& context);
 int runTranscribe(CommandContext& context);
+int runDictate(CommandContext& context);
 
 // Every subcommand, in the order the usage lists them.
 inline constexpr Command kCommands[] = {
@@ -27,6 +28,7 @@ inline constexpr Command kCommands[] = {
     {"history", "print recent dictations, or clear them", runHistory},
     {"simulate", "run a dictation scenario on simulated devices in virtual time", runSimulate},
     {"transcribe", "print the raw transcript of an audio file", runTranscribe},
+    {"dictate", "dictate an audio file through the whole program and print the text", runDictate},
 };
 
 }  // namespace murvelo::cli
