@@ -397,6 +397,28 @@ TEST(FormatLayoutLists, SpokenColonAndSemicolon) {
   });
 }
 
+TEST(FormatLayoutLists, DictatedMarksSeparateLikeTheWords) {
+  struct MarkCase {
+    const char* tidied;
+    const char* raw;
+    const char* expected;
+  };
+  const MarkCase cases[] = {
+      {"Pack the bags; book the taxi; lock the door.",
+       "pack the bags semicolon book the taxi semicolon lock the door",
+       "Pack the bags;\nbook the taxi;\nlock the door."},
+      {"Three things: milk and eggs.", "three things colon milk and eggs", "Three things:\nmilk and eggs."},
+      // A written semicolon or colon the speaker did not dictate separates nothing.
+      {"Pack the bags; book the taxi.", "pack the bags; book the taxi", "Pack the bags; book the taxi."},
+      {"Three things: milk and eggs.", "three things: milk and eggs", "Three things: milk and eggs."},
+  };
+  for (const auto& c : cases) {
+    const FormatResult result = layout(c.tidied, c.raw, true);
+    EXPECT_FALSE(result.rejection) << c.raw;
+    EXPECT_EQ(result.text, c.expected) << c.raw;
+  }
+}
+
 TEST(FormatLayoutLists, CountedAndLettered) {
   expectAll({
       {"There are three steps: A, open the box, B, plug it in, and C, press start.",

@@ -59,6 +59,9 @@ FormatResult layout(std::string_view tidied, std::string_view raw, bool layoutEn
 
   const std::string entering = toUtf8(text);
   LayoutText laid(text, edits);
+  const icu::UnicodeString rawText = fromUtf8(raw);
+  laid.dictatedColon = containsMatch(R"((?i)\bcolon\b)", rawText);
+  laid.dictatedSemicolon = containsMatch(R"((?i)\bsemicolon\b)", rawText);
   for (const auto& stage : kStages) stage.run(laid);
 
   std::vector<int> breaks;

@@ -50,6 +50,10 @@ class LayoutText {
 
   // Where the message proper begins (after a dictated e-mail command), in UTF-16 units.
   std::int32_t messageStart = 0;
+  // Whether the speaker said "colon" / "semicolon": cleanup turns the words into marks, and a mark
+  // that was dictated separates list items as the spoken word would.
+  bool dictatedColon = false;
+  bool dictatedSemicolon = false;
   // Set by a stage whose result the sentence-final closing-mark stage must leave alone.
   bool skipClosingMarks = false;
 

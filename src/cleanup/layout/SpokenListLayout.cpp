@@ -20,7 +20,11 @@ const std::string kQuestionOpening =
 
 const std::string kSpokenColon =
     R"(^(((?i:one|two|three|four|five|six|\d+))[ \t]+(?i:things|tasks|items|steps)\b[^.!?\n]{0,80})[ \t]+(?i:colon)[ \t]+)";
+// The same once cleanup has written the dictated word as a mark.
+const std::string kDictatedColon =
+    R"(^(((?i:one|two|three|four|five|six|\d+))[ \t]+(?i:things|tasks|items|steps)\b[^.!?\n:]{0,80}):[ \t]+)";
 const std::string kSpokenSemicolon = R"((?i)\bsemicolon\b)";
+const std::string kDictatedSemicolon = R"((?i)\bsemicolon\b|;)";
 // "the word semicolon" names the word; it separates nothing.
 const std::string kSemicolonAsWord =
     R"((?i)\b(?:word|term|phrase|token|label|text)[ \t]+semicolon\b|\bsemicolon[ \t]+semicolon\b)";
@@ -77,6 +81,7 @@ void breakSentenceItems(LayoutText& text, std::int32_t from, std::optional<int> 
 void layoutSpokenColon(LayoutText& text) {
   const icu::UnicodeString message(text.text(), text.messageStart);
   auto matches = findAll(kSpokenColon, message);
+  if (text.dictatedColon && (!matches || matches->empty())) matches = findAll(kDictatedColon, message);
   if (!matches || matches->empty()) return;
   const Match& match = matches->front();
   const TextRange range{text.messageStart + match.range().location, match.range().length};
@@ -94,7 +99,7 @@ void layoutSpokenSemicolons(LayoutText& text) {
   for (const TextRange sentence : sentencesOf(current, text.messageStart)) {
     const icu::UnicodeString body(current, sentence.location, sentence.length);
     if (containsMatch(kSemicolonAsWord, body)) continue;
-    auto separators = findAll(kSpokenSemicolon, body);
+    auto separators = findAll(text.dictatedSemicolon ? kDictatedSemicolon : kSpokenSemicolon, body);
     if (!separators || separators->empty()) continue;
     bool listed = false;
     for (const auto& separator : *separators) {
