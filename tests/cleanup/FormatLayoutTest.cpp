@@ -189,6 +189,7 @@ TEST(FormatLayoutEmailGreeting, GreetingGoesOnItsOwnLine) {
       // Speech recognisers write names in lower case; the name is capitalised.
       {"Hi john, thanks for the update.", "Hi John,\n\nThanks for the update."},
       {"Hey sam. The car is ready.", "Hey Sam,\n\nThe car is ready."},
+      {"Hi john thanks for the update.", "Hi John,\n\nThanks for the update."},
   });
 }
 

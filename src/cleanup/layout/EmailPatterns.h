@@ -28,12 +28,14 @@ inline const std::string kGroup = "(?i:" + kGroupAddressees + ")\\b";
 inline const std::string kFamily = "(?i:(?:my[ \\t]+)?(?:" + kFamilyAddressees +
                                    "))\\b(?:[ \\t]+(?!(?i:" + kDayWords + ")\\b)" + kNameWord + ")?";
 // Speech recognisers often write names in lower case ("hi john,"). A single lower-case word is
-// taken as a name only right before punctuation and only when it is no common word that follows a
-// greeting for another reason ("hey look, ..."); it is then capitalised.
+// taken as a name only right before punctuation or a word that opens a body ("hi john thanks for
+// ..."), and only when it is no common word that follows a greeting for another reason ("hey
+// look, ..."); it is then capitalised.
 inline const std::string kLowerCaseName =
     "(?!(?i:" + kNeverNames + "|" + kBodyOpeners + "|" + kGroupAddressees + "|" + kFamilyAddressees +
     "|look|listen|wait|guess|check|come|stop|now|why|yeah|well|again|back|honey|sweetie|dear|love|babe|"
-    "sir|madam|ma'am|folks|um|uh)\\b)\\p{Ll}[\\p{L}\\p{M}'’\\-]+(?=[ \\t]*[,.!])";
+    "sir|madam|ma'am|folks|um|uh)\\b)\\p{Ll}[\\p{L}\\p{M}'’\\-]+(?=[ \\t]*[,.!]|[ \\t]+(?i:" +
+    kBodyOpeners + ")\\b)";
 // Who a greeting addresses: two names joined by "and" or "&" are one addressee.
 inline const std::string kAddressee = "(?:" + kName + "(?:[ \\t]+(?:and|&)[ \\t]+" + kName + ")?|" + kFamily +
                                       "|" + kGroup + "|" + kLowerCaseName + ")";
