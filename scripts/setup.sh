@@ -8,7 +8,13 @@ list="$here/debian-packages.txt"
 mapfile -t wanted < <(sed -e 's/#.*//' -e 's/[[:space:]]//g' "$list" | grep -v '^$')
 
 missing=()
-for pkg in "${wanted[@]}"; do
+for entry in "${wanted[@]}"; do
+  # "package|command:name" is satisfied by the command alone: npm, for instance, may come with
+  # a nodejs build from outside Debian that conflicts with Debian's own npm package.
+  pkg="${entry%%|*}"
+  if [[ "$entry" == *"|command:"* ]] && command -v "${entry##*|command:}" >/dev/null; then
+    continue
+  fi
   status=$(dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null || true)
   [[ "$status" == "install ok installed" ]] || missing+=("$pkg")
 done

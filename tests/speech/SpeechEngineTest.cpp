@@ -1,0 +1,337 @@
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+#include <cmath>
+#include <thread>
+
+#include "base/ManualLoop.h"
+#include "speech/AudioFile.h"
+#include "speech/FakeRecognizer.h"
+#include "speech/MainLoopRaceTimer.h"
+#include "speech/SpeechEngine.h"
+#include "support/RecordingLogSink.h"
+#include "support/TempDir.h"
+
+namespace murvelo {
+namespace {
+
+using namespace std::chrono_literals;
+using test::FakeRecognizer;
+
+constexpr const char* kQuarantined = "streaming finalizer still quarantined — WAV fallback only";
+constexpr const char* kTimedOut = "streaming finalize timed out after 3s → WAV fallback";
+constexpr const char* kNoConverter = "streaming: no analysis format / converter";
+
+AudioBuffer tone(std::size_t frames, double rate, double hz = 440) {
+  auto samples = std::make_shared<std::vector<float>>(frames);
+  for (std::size_t i = 0; i < frames; ++i)
+    (*samples)[i] = static_cast<float>(0.5 * std::sin(2 * M_PI * hz * static_cast<double>(i) / rate));
+  return samples;
+}
+
+class SpeechEngineTest : public ::testing::Test {
+ protected:
+  SpeechEngineTest() { recognizer->scripts = {{{"Hello", " world", "."}}}; }
+  ~SpeechEngineTest() override {
+    recognizer->release();
+    engine.waitUntilIdle(5s);
+  }
+
+  // Runs the loop in real time until `done` holds (threads post into it) or 5 s pass.
+  template <typename Pred>
+  bool pumpUntil(Pred done) {
+    auto deadline = std::chrono::steady_clock::now() + 5s;
+    while (!done()) {
+      loop.runUntilIdle();
+      if (done()) break;
+      if (std::chrono::steady_clock::now() > deadline) return false;
+      std::this_thread::sleep_for(1ms);
+    }
+    return true;
+  }
+
+  // One dictation: a second of capture at `rate`, key-up, and the streaming answer.
+  std::optional<std::optional<std::string>> dictate(double rate = 48000) {
+    auto stream = std::make_shared<LiveBufferStream>(AudioFormat{rate, 1});
+    engine.startStreaming(stream);
+    for (int i = 0; i < 10; ++i) stream->push(tone(static_cast<std::size_t>(rate / 10), rate));
+    stream->finish();
+    std::optional<std::optional<std::string>> answer;
+    engine.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
+    pumpUntil([&] { return answer.has_value(); });
+    return answer;
+  }
+
+  // Key-up on a stream whose recogniser hangs: the 3 s limit passes in virtual time.
+  std::optional<std::string> dictateIntoHang() {
+    auto stream = std::make_shared<LiveBufferStream>(AudioFormat{16000, 1});
+    engine.startStreaming(stream);
+    stream->push(tone(1600, 16000));
+    stream->finish();
+    std::optional<std::optional<std::string>> answer;
+    engine.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
+    // Let the pump reach the hanging finish before the clock moves.
+    pumpUntil([&] {
+      auto made = recognizer->sessions();
+      return !made.empty() && made.back().samples.size() >= 1600;
+    });
+    loop.advance(3s);
+    pumpUntil([&] { return answer.has_value(); });
+    EXPECT_TRUE(answer.has_value());
+    return answer.value_or(std::string("no answer"));
+  }
+
+  test::ScopedLogCapture logs;
+  test::TempDir temp;
+  ManualLoop loop;
+  MainLoopRaceTimer timer{loop};
+  std::shared_ptr<FakeRecognizer> recognizer = std::make_shared<FakeRecognizer>();
+  SpeechEngine engine{loop, timer, recognizer, temp.path()};
+};
+
+bool logged(const test::RecordingLogSink& sink, const std::string& text) {
+  for (const auto& message : sink.messages())
+    if (message == text) return true;
+  return false;
+}
+
+TEST_F(SpeechEngineTest, StreamedResultsAreJoinedWithoutSeparators) {
+  struct Case {
+    std::vector<std::string> results;
+    std::string text;
+  };
+  const Case cases[] = {
+      {{"Hello", " world", "."}, "Hello world."},
+      {{"one", "two"}, "onetwo"},
+      {{" Leading", " spaces kept"}, " Leading spaces kept"},
+      {{}, ""},
+  };
+  for (const auto& c : cases) {
+    recognizer->scripts = {{c.results}};
+    auto answer = dictate();
+    ASSERT_TRUE(answer.has_value());
+    ASSERT_TRUE(answer->has_value()) << "completed streams answer text, even empty text";
+    EXPECT_EQ(**answer, c.text);
+    EXPECT_FALSE(engine.streamingSkippedForQuarantine());
+  }
+}
+
+TEST_F(SpeechEngineTest, LiveBuffersAreConvertedToTheRecognisersRate) {
+  struct Case {
+    double captureRate;
+    double analysisRate;
+  };
+  for (const auto& c : {Case{48000, 16000}, Case{44100, 16000}, Case{16000, 16000}, Case{8000, 16000}}) {
+    recognizer->rate = c.analysisRate;
+    std::size_t before = recognizer->sessions().size();
+    ASSERT_TRUE(dictate(c.captureRate).has_value());
+    auto made = recognizer->sessions();
+    ASSERT_EQ(made.size(), before + 1);
+    const auto& session = made.back();
+    EXPECT_EQ(session.mode, Recognizer::Mode::streaming);
+    EXPECT_TRUE(session.finished);
+    // One second in, one second out, within the resampler's edges.
+    EXPECT_NEAR(static_cast<double>(session.samples.size()), c.analysisRate, 64) << c.captureRate;
+    // The signal survives: a 440 Hz tone keeps its level and its crossings.
+    double energy = 0;
+    int crossings = 0;
+    for (std::size_t i = 1000; i + 1000 < session.samples.size(); ++i) {
+      energy += session.samples[i] * session.samples[i];
+      if ((session.samples[i - 1] < 0) != (session.samples[i] < 0)) ++crossings;
+    }
+    double seconds = static_cast<double>(session.samples.size() - 2000) / c.analysisRate;
+    EXPECT_NEAR(std::sqrt(energy / (seconds * c.analysisRate)), 0.5 / std::sqrt(2.0), 0.02);
+    EXPECT_NEAR(crossings / seconds, 880, 10);
+  }
+}
+
+TEST_F(SpeechEngineTest, HangingAnalysisGivesNothingAfterThreeSecondsAndTheNextDictationIsFileOnly) {
+  recognizer->scripts = {{{"never"}, true}, {{"streams again"}}};
+  EXPECT_EQ(dictateIntoHang(), std::nullopt);
+  EXPECT_TRUE(logged(logs.sink(), kTimedOut));
+  EXPECT_TRUE(engine.finalization().hasQuarantinedFinalizer());
+
+  // The next dictation opens no session and says why.
+  std::size_t sessions = recognizer->sessions().size();
+  auto answer = dictate();
+  ASSERT_TRUE(answer.has_value());
+  EXPECT_EQ(*answer, std::nullopt);
+  EXPECT_TRUE(engine.streamingSkippedForQuarantine());
+  EXPECT_TRUE(logged(logs.sink(), kQuarantined));
+  EXPECT_EQ(recognizer->sessions().size(), sessions);
+
+  // The file path still works meanwhile.
+  auto wav = temp / "clip.wav";
+  ASSERT_TRUE(writePcm16Wav(wav, *tone(8000, 16000), 16000));
+  std::optional<Result<std::string, SpeechError>> file;
+  engine.transcribe(wav, [&](Result<std::string, SpeechError> result) { file = std::move(result); });
+  ASSERT_TRUE(pumpUntil([&] { return file.has_value(); }));
+  EXPECT_TRUE(file->ok());
+
+  // Once the stuck analysis exits, streaming comes back.
+  recognizer->release();
+  ASSERT_TRUE(pumpUntil([&] { return !engine.finalization().hasQuarantinedFinalizer(); }));
+  answer = dictate();
+  ASSERT_TRUE(answer.has_value());
+  EXPECT_EQ(*answer, std::optional<std::string>("streams again"));
+  EXPECT_FALSE(engine.streamingSkippedForQuarantine());
+}
+
+TEST_F(SpeechEngineTest, QuarantineAtStartOpensNoSessionUntilTheBackoffEnds) {
+  recognizer->scripts = {{{"never"}, true}, {{"back"}}};
+  EXPECT_EQ(dictateIntoHang(), std::nullopt);
+  std::size_t sessions = recognizer->sessions().size();
+  for (int i = 0; i < 3; ++i) {
+    auto answer = dictate();
+    ASSERT_TRUE(answer.has_value());
+    EXPECT_EQ(*answer, std::nullopt);
+    EXPECT_TRUE(engine.streamingSkippedForQuarantine());
+  }
+  EXPECT_EQ(recognizer->sessions().size(), sessions);
+  // 60 s later the stuck finaliser is abandoned and streaming resumes, still hung or not.
+  loop.advance(60s);
+  auto answer = dictate();
+  ASSERT_TRUE(answer.has_value());
+  EXPECT_EQ(*answer, std::optional<std::string>("back"));
+  EXPECT_EQ(engine.finalization().lifetimeAbandonedFinalizers(), 1);
+}
+
+TEST_F(SpeechEngineTest, FailuresEndTheStreamWithoutTextAndLogTheirReason) {
+  struct Case {
+    const char* name;
+    std::function<void(FakeRecognizer&)> setUp;
+    std::optional<std::string> answer;
+    std::string log;
+  };
+  const Case cases[] = {
+      {"no analysis format", [](FakeRecognizer& r) { r.rate = 0; }, std::nullopt, kNoConverter},
+      {"assets", [](FakeRecognizer& r) { r.assets = Status::error("model missing"); }, std::string(),
+       "streaming assets failed: model missing"},
+      {"analysis",
+       [](FakeRecognizer& r) {
+         r.scripts = {{{"x"}, false, "decoder broke"}};
+       },
+       std::string(), "streaming analyze error: decoder broke"},
+  };
+  for (const auto& c : cases) {
+    auto fresh = std::make_shared<FakeRecognizer>();
+    c.setUp(*fresh);
+    SpeechEngine local{loop, timer, fresh, temp.path()};
+    auto stream = std::make_shared<LiveBufferStream>(AudioFormat{48000, 1});
+    local.startStreaming(stream);
+    stream->push(tone(4800, 48000));
+    stream->finish();
+    std::optional<std::optional<std::string>> answer;
+    local.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
+    ASSERT_TRUE(pumpUntil([&] { return answer.has_value(); })) << c.name;
+    EXPECT_EQ(*answer, c.answer) << c.name;
+    EXPECT_TRUE(logged(logs.sink(), c.log)) << c.name;
+    EXPECT_FALSE(local.streamingSkippedForQuarantine()) << c.name;
+  }
+}
+
+TEST_F(SpeechEngineTest, CancelledStreamLeavesTheNextOnePairedWithItsOwnFinish) {
+  recognizer->scripts = {{{"first"}}, {{"second"}}};
+  auto cancelled = std::make_shared<LiveBufferStream>(AudioFormat{16000, 1});
+  engine.startStreaming(cancelled);
+  engine.cancelStreaming();
+  cancelled->finish();
+  recognizer->scripts = {{{"second"}}};
+  auto answer = dictate();
+  ASSERT_TRUE(answer.has_value());
+  EXPECT_EQ(*answer, std::optional<std::string>("second"));
+  // A finish with no stream at all answers nothing.
+  std::optional<std::optional<std::string>> none;
+  engine.finishStreaming([&](std::optional<std::string> text) { none = std::move(text); });
+  ASSERT_TRUE(pumpUntil([&] { return none.has_value(); }));
+  EXPECT_EQ(*none, std::nullopt);
+}
+
+TEST_F(SpeechEngineTest, FilePathReadsAnyRateAndJoinsResults) {
+  struct Case {
+    int rate;
+    int format;
+  };
+  for (const auto& c :
+       {Case{16000, SF_FORMAT_WAV | SF_FORMAT_PCM_16}, Case{44100, SF_FORMAT_WAV | SF_FORMAT_PCM_16},
+        Case{48000, SF_FORMAT_FLAC | SF_FORMAT_PCM_16}, Case{22050, SF_FORMAT_WAV | SF_FORMAT_FLOAT}}) {
+    auto file = temp / ("clip-" + std::to_string(c.rate) + ".audio");
+    SF_INFO info{};
+    info.samplerate = c.rate;
+    info.channels = 2;
+    info.format = c.format;
+    SNDFILE* sound = sf_open(file.c_str(), SFM_WRITE, &info);
+    ASSERT_NE(sound, nullptr);
+    auto mono = tone(static_cast<std::size_t>(c.rate / 2), c.rate);
+    std::vector<float> stereo;
+    for (float s : *mono) stereo.insert(stereo.end(), {s, s});
+    sf_writef_float(sound, stereo.data(), static_cast<sf_count_t>(mono->size()));
+    sf_close(sound);
+
+    std::optional<Result<std::string, SpeechError>> result;
+    engine.transcribe(file, [&](Result<std::string, SpeechError> r) { result = std::move(r); });
+    ASSERT_TRUE(pumpUntil([&] { return result.has_value(); }));
+    ASSERT_TRUE(result->ok()) << c.rate;
+    EXPECT_EQ(result->value(), "Hello world.");
+    auto made = recognizer->sessions().back();
+    EXPECT_EQ(made.mode, Recognizer::Mode::file);
+    EXPECT_NEAR(static_cast<double>(made.samples.size()), 8000, 64) << c.rate;
+    float peak = 0;
+    for (float s : made.samples) peak = std::max(peak, std::abs(s));
+    EXPECT_NEAR(peak, 0.5, 0.02) << "level and byte order survive, rate " << c.rate;
+  }
+}
+
+TEST_F(SpeechEngineTest, FilePathErrorsReachTheCaller) {
+  std::optional<Result<std::string, SpeechError>> result;
+  test::writeFile(temp / "not-audio.wav", "RIFF? no, just text");
+  engine.transcribe(temp / "not-audio.wav",
+                    [&](Result<std::string, SpeechError> r) { result = std::move(r); });
+  ASSERT_TRUE(pumpUntil([&] { return result.has_value(); }));
+  ASSERT_FALSE(result->ok());
+  EXPECT_EQ(result->error(), SpeechError::fileUnreadable);
+
+  recognizer->assets = Status::error("no model");
+  SpeechEngine unprepared{loop, timer, recognizer, temp.path()};
+  result.reset();
+  ASSERT_TRUE(writePcm16Wav(temp / "ok.wav", *tone(8000, 16000), 16000));
+  unprepared.transcribe(temp / "ok.wav", [&](Result<std::string, SpeechError> r) { result = std::move(r); });
+  ASSERT_TRUE(pumpUntil([&] { return result.has_value(); }));
+  ASSERT_FALSE(result->ok());
+  EXPECT_EQ(result->error(), SpeechError::notPrepared);
+}
+
+TEST_F(SpeechEngineTest, WarmUpTranscribesAThreeTenthsSecondSilentFileAndRemovesIt) {
+  std::optional<Status> status;
+  engine.warmUp([&](Status s) { status = s; });
+  ASSERT_TRUE(pumpUntil([&] { return status.has_value(); }));
+  EXPECT_TRUE(status->isOk()) << status->message();
+  auto made = recognizer->sessions();
+  ASSERT_EQ(made.size(), 1u);
+  EXPECT_EQ(made[0].mode, Recognizer::Mode::file);
+  EXPECT_EQ(made[0].samples.size(), 4800u);
+  for (float s : made[0].samples) ASSERT_EQ(s, 0.0f);
+  EXPECT_TRUE(std::filesystem::is_empty(temp.path())) << "the qlx-warm- file is removed";
+}
+
+TEST_F(SpeechEngineTest, AssetsAreCheckedOnceAndPrepareReportsFailure) {
+  std::optional<Status> status;
+  engine.prepare([&](Status s) { status = s; });
+  ASSERT_TRUE(pumpUntil([&] { return status.has_value(); }));
+  EXPECT_TRUE(status->isOk());
+  ASSERT_TRUE(dictate().has_value());
+  ASSERT_TRUE(dictate().has_value());
+  EXPECT_EQ(recognizer->assetChecks(), 1);
+
+  auto missing = std::make_shared<FakeRecognizer>();
+  missing->assets = Status::error("no model file");
+  SpeechEngine unprepared{loop, timer, missing, temp.path()};
+  status.reset();
+  unprepared.prepare([&](Status s) { status = s; });
+  ASSERT_TRUE(pumpUntil([&] { return status.has_value(); }));
+  EXPECT_FALSE(status->isOk());
+  EXPECT_EQ(status->message(), "no model file");
+}
+
+}  // namespace
+}  // namespace murvelo
