@@ -39,6 +39,18 @@ void appendMatches(const std::string& pattern, const icu::UnicodeString& text, s
   }
 }
 
+bool containsAny(const icu::UnicodeString& text, std::initializer_list<std::u16string_view> needles) {
+  for (const auto needle : needles) {
+    if (text.indexOf(needle.data(), static_cast<std::int32_t>(needle.size()), 0) >= 0) return true;
+  }
+  return false;
+}
+
+// Only a token with one of these can pass the link test.
+bool mayBeLink(const icu::UnicodeString& token) {
+  return token.indexOf(u'.') >= 0 || token.indexOf(u'@') >= 0 || token.indexOf(u':') >= 0;
+}
+
 std::vector<TextRange> scanRanges(const icu::UnicodeString& text) {
   std::vector<TextRange> ranges;
   if (compiledPattern(kLiteralPattern) == nullptr) {
@@ -46,11 +58,20 @@ std::vector<TextRange> scanRanges(const icu::UnicodeString& text) {
     std::fputs("murvelo: the literal-protection pattern does not compile\n", stderr);
     std::abort();
   }
-  appendMatches(kLiteralPattern, text, ranges);
-  appendMatches(kWordTalkPattern, text, ranges);
+  // Each source needs a character or word that most dictations lack; a plain search rules it out.
+  icu::UnicodeString lower(text);
+  lower.toLower();
+  if (containsAny(lower, {u"`", u"\"", u"\u201C", u"\u2018", u"'", u"http", u"@"})) {
+    appendMatches(kLiteralPattern, text, ranges);
+  }
+  if (containsAny(lower, {u"word", u"phrase", u"expression", u"label", u"command", u"option", u"value",
+                          u"choice", u"name", u"button", u"term", u"token", u"sound"})) {
+    appendMatches(kWordTalkPattern, text, ranges);
+  }
   if (auto tokens = findAll(kTokenPattern, text)) {
     for (const auto& token : *tokens) {
-      if (isLinkLike(toUtf8(token.text(text)))) ranges.push_back(token.range());
+      const icu::UnicodeString tokenText = token.text(text);
+      if (mayBeLink(tokenText) && isLinkLike(toUtf8(tokenText))) ranges.push_back(token.range());
     }
   }
   std::sort(ranges.begin(), ranges.end(), [](TextRange a, TextRange b) { return a.location < b.location; });
@@ -95,15 +116,23 @@ bool isDomainPart(std::string_view part) {
 bool isDomainLike(std::string_view text) {
   int parts = 0;
   std::size_t start = 0;
+  std::string_view last;
   while (true) {
     const std::size_t dot = text.find('.', start);
     const std::string_view part = text.substr(start, dot == std::string_view::npos ? text.npos : dot - start);
     if (!isDomainPart(part)) return false;
     ++parts;
+    last = part;
     if (dot == std::string_view::npos) break;
     start = dot + 1;
   }
-  return parts >= 2;
+  // A name ends in a label of two characters or more with a letter in it: "3.5", "2.1" and "a.m"
+  // are a number, a version and an abbreviation, which the cleanup must be free to rewrite.
+  const bool nameEnding = last.size() >= 2 && std::any_of(last.begin(), last.end(), [](char c) {
+                            const auto u = static_cast<unsigned char>(c);
+                            return u >= 0x80 || std::isalpha(u);
+                          });
+  return parts >= 2 && nameEnding;
 }
 
 bool isLinkLike(std::string_view token) {

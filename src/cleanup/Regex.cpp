@@ -92,6 +92,23 @@ std::optional<std::vector<Match>> findAll(const std::string& pattern, const icu:
   return matches;
 }
 
+std::optional<std::vector<Match>> findAllWithin(const std::string& pattern, const icu::UnicodeString& text,
+                                                const std::vector<TextRange>& windows) {
+  auto matcher = makeMatcher(pattern, text);
+  if (!matcher) return std::nullopt;
+  matcher->useTransparentBounds(true);
+  matcher->useAnchoringBounds(false);
+  std::vector<Match> matches;
+  for (const auto& window : windows) {
+    UErrorCode status = U_ZERO_ERROR;
+    matcher->region(window.location, window.end(), status);
+    if (U_FAILURE(status)) return std::nullopt;
+    while (matcher->find(status) && U_SUCCESS(status)) matches.push_back(currentMatch(*matcher));
+    if (U_FAILURE(status)) return std::nullopt;
+  }
+  return matches;
+}
+
 bool containsMatch(const std::string& pattern, const icu::UnicodeString& text) {
   auto matcher = makeMatcher(pattern, text);
   if (!matcher) return false;
@@ -133,6 +150,32 @@ int applyRule(icu::UnicodeString& text, const std::string& ruleId, const std::st
     // Edits are listed in text order, as a reader would follow them.
     edits->insert(edits->end(), made.rbegin(), made.rend());
   }
+  return replaced;
+}
+
+int applyRangeRule(icu::UnicodeString& text, const std::string& ruleId, const std::string& pattern,
+                   const RangeRewrite& rewrite, const std::vector<TextRange>& protectedRanges,
+                   std::vector<FormatEdit>* edits) {
+  auto matches = findAll(pattern, text);
+  if (!matches || matches->empty()) return 0;
+  const icu::UnicodeString original = text;
+  std::int32_t limit = original.length();  // replacements already made start at or after this
+  int replaced = 0;
+  std::vector<FormatEdit> made;
+  for (auto it = matches->rbegin(); it != matches->rend(); ++it) {
+    auto replacement = rewrite(original, *it);
+    if (!replacement) continue;
+    const TextRange range = replacement->range;
+    if (range.location < 0 || range.end() > limit || intersectsAny(range, protectedRanges)) continue;
+    if (range.length == 0 && it->range().length > 0 && intersectsAny(it->range(), protectedRanges)) continue;
+    const icu::UnicodeString before(original, range.location, range.length);
+    if (before == replacement->text) continue;
+    text.replace(range.location, range.length, replacement->text);
+    made.push_back({ruleId, toUtf8(before), toUtf8(replacement->text)});
+    limit = range.location;
+    ++replaced;
+  }
+  if (edits != nullptr) edits->insert(edits->end(), made.rbegin(), made.rend());
   return replaced;
 }
 

@@ -52,6 +52,10 @@ struct Match {
 // Every match of `pattern` in `text`, first to last. Nothing when the pattern does not compile or
 // the matcher ran out of time (the caller then leaves the text alone).
 std::optional<std::vector<Match>> findAll(const std::string& pattern, const icu::UnicodeString& text);
+// Like findAll, but only matches that lie inside one of `windows` (sorted, not overlapping). Look-
+// arounds and anchors still see the whole text, so a match found is one findAll would find.
+std::optional<std::vector<Match>> findAllWithin(const std::string& pattern, const icu::UnicodeString& text,
+                                                const std::vector<TextRange>& windows);
 // Whether `pattern` matches anywhere in `text` (false when it cannot be run).
 bool containsMatch(const std::string& pattern, const icu::UnicodeString& text);
 // Whether `pattern` matches the whole of `text`.
@@ -67,6 +71,19 @@ using Rewrite =
 int applyRule(icu::UnicodeString& text, const std::string& ruleId, const std::string& pattern,
               const Rewrite& rewrite, const std::vector<TextRange>& protectedRanges,
               std::vector<FormatEdit>* edits);
+
+// A replacement that may reach beyond its match (into a look-ahead's group, say).
+struct Replacement {
+  TextRange range;
+  icu::UnicodeString text;
+};
+using RangeRewrite = std::function<std::optional<Replacement>(const icu::UnicodeString& text, const Match&)>;
+
+// Like applyRule, for rewrites that choose their own range. A replacement whose range intersects a
+// protected range, or reaches into one already made, is left out.
+int applyRangeRule(icu::UnicodeString& text, const std::string& ruleId, const std::string& pattern,
+                   const RangeRewrite& rewrite, const std::vector<TextRange>& protectedRanges,
+                   std::vector<FormatEdit>* edits);
 
 // A rewrite that expands an ICU replacement template ("$1 $2") for the match.
 Rewrite templateRewrite(std::string replacement);

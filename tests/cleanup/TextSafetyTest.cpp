@@ -43,10 +43,25 @@ TEST(TextSafety, LinkTest) {
     bool link;
   };
   const Case cases[] = {
-      {"https://a", true},      {"WWW.Example", true},   {"a@b.co", true},        {"@b.co", false},
-      {"a@b", false},           {"example.com", true},   {"example.com/x", true}, {"3.5", true},
-      {"example", false},       {"...", false},          {"a..b", false},         {"end.", false},
-      {"foo.bar:8080/x", true}, {"ex_ample.com", false},
+      {"https://a", true},
+      {"WWW.Example", true},
+      {"a@b.co", true},
+      {"@b.co", false},
+      {"a@b", false},
+      {"example.com", true},
+      {"example.com/x", true},
+      {"3.5", false},
+      {"example", false},
+      {"...", false},
+      {"a..b", false},
+      {"end.", false},
+      {"foo.bar:8080/x", true},
+      {"ex_ample.com", false},
+      // Numbers, versions and dotted abbreviations are not host names.
+      {"2.1,", false},
+      {"a.m.", false},
+      {"192.168.0.1", false},
+      {"node.js", true},
   };
   for (const auto& c : cases) EXPECT_EQ(isLinkLike(c.token), c.link) << c.token;
 }
