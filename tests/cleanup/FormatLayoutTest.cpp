@@ -269,8 +269,7 @@ TEST(FormatLayoutEmailClosing, CourtesyClosingWithSignature) {
        {"email-courtesy-paragraph", "email-courtesy-signature"}},
       {"The report is attached. Take care, Ben Smith.", "The report is attached.\n\nTake care,\nBen Smith"},
       {"The report is attached. Take care! Anna K.", "The report is attached.\n\nTake care!\nAnna K."},
-      // Initials read as a domain ("J.R.") are protected literal text: left alone.
-      {"The report is attached. Take care! J.R. Smith", "The report is attached. Take care! J.R. Smith"},
+      {"The report is attached. Take care! J.R. Smith", "The report is attached.\n\nTake care!\nJ.R. Smith"},
       {"The report is attached. Cheers, mate. Anna K.", "The report is attached. Cheers, mate. Anna K."},
   });
 }
