@@ -41,8 +41,7 @@ class DictateCommandTest : public ::testing::Test {
                             {{"XDG_CONFIG_HOME", home_.path().string()},
                              {"XDG_DATA_HOME", home_.path().string()},
                              {"XDG_RUNTIME_DIR", home_.path().string()},
-                             {"MURVELO_LOG_LEVEL", "error"},
-                             {"MURVELO_WHISPER_THREADS", "2"}});
+                             {"MURVELO_LOG_LEVEL", "error"}});
   }
 
   static test::TempDir* dir_;
