@@ -19,6 +19,7 @@ int runDemo(CommandContext& context);
 int runSimulate(CommandContext& context);
 int runTranscribe(CommandContext& context);
 int runDictate(CommandContext& context);
+int runModels(CommandContext& context);
 
 // Every subcommand, in the order the usage lists them.
 inline constexpr Command kCommands[] = {
@@ -29,6 +30,7 @@ inline constexpr Command kCommands[] = {
     {"simulate", "run a dictation scenario on simulated devices in virtual time", runSimulate},
     {"transcribe", "print the raw transcript of an audio file", runTranscribe},
     {"dictate", "dictate an audio file through the whole program and print the text", runDictate},
+    {"models", "list whisper models, or download one", runModels},
 };
 
 }  // namespace murvelo::cli

@@ -20,8 +20,8 @@ const Logger kLog("whisper");
 
 // While the key is held, a piece is decoded once this much audio is waiting; it ends at the
 // quietest moment of its last stretch, so words are rarely cut in two.
-constexpr double kPieceSeconds = 2.0;
-constexpr double kCutSearchSeconds = 0.8;
+constexpr double kPieceSeconds = 1.5;
+constexpr double kCutSearchSeconds = 0.6;
 // File recognition splits long recordings into pieces no longer than whisper's 30 s window.
 constexpr double kFilePieceSeconds = 25.0;
 // whisper.cpp needs a little more than this before it decodes anything.

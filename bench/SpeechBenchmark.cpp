@@ -1,0 +1,199 @@
+// Key-up → text for dictations of 2, 5 and 10 s: whisper (base.en architecture) streaming and
+// file path, pocketsphinx streaming; and the word error rate of pocketsphinx on the recorded test
+// clips. Speech is recorded LibriVox speech (Debian's pocketsphinx-testdata), played at the pace of
+// a microphone. Whisper runs a model with synthetic weights unless $MURVELO_WHISPER_MODEL names a
+// real one: its words are nonsense, its work per second of audio is the real model's.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "accuracy/WER.h"
+#include "base/ManualLoop.h"
+#include "base/Uuid.h"
+#include "speech/AudioConverter.h"
+#include "speech/AudioFile.h"
+#include "speech/PocketSphinxRecognizer.h"
+#include "speech/SpeechEngine.h"
+#include "speech/SyntheticWhisperModel.h"
+#include "speech/ThreadRaceTimer.h"
+#include "speech/WhisperRecognizer.h"
+
+namespace murvelo {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+const std::filesystem::path kLibrivox = "/usr/share/pocketsphinx/test/data/librivox";
+
+struct Clip {
+  std::filesystem::path file;
+  std::string transcript;
+};
+
+std::vector<Clip> clips() {
+  std::vector<Clip> out;
+  std::ifstream in(kLibrivox / "transcription");
+  std::string line;
+  while (std::getline(in, line)) {
+    auto open = line.rfind('(');
+    if (open == std::string::npos) continue;
+    std::string id = line.substr(open + 1, line.find(')', open) - open - 1);
+    std::string words = line.substr(0, open);
+    for (const char* tag : {"<s>", "</s>"})
+      if (auto at = words.find(tag); at != std::string::npos) words.erase(at, std::strlen(tag));
+    out.push_back({kLibrivox / (id + ".wav"), words});
+  }
+  return out;
+}
+
+template <typename Pred>
+void pumpUntil(ManualLoop& loop, Pred done) {
+  auto deadline = Clock::now() + 60s;
+  while (!done() && Clock::now() < deadline) {
+    loop.runUntilIdle();
+    if (!done()) std::this_thread::sleep_for(200us);
+  }
+}
+
+// One dictation at microphone pace; milliseconds from key-up to the streamed text (negative when
+// the 3 s race was lost).
+double streamOnce(SpeechEngine& engine, ManualLoop& loop, const std::vector<float>& samples48k,
+                  std::string* text = nullptr) {
+  auto live = std::make_shared<LiveBufferStream>(AudioFormat{48000, 1});
+  engine.startStreaming(live);
+  const std::size_t step = 960;  // 20 ms
+  auto start = Clock::now();
+  for (std::size_t at = 0, i = 0; at < samples48k.size(); at += step, ++i) {
+    std::this_thread::sleep_until(start + i * 20ms);
+    auto end = std::min(samples48k.size(), at + step);
+    live->push(
+        std::make_shared<const std::vector<float>>(samples48k.begin() + static_cast<std::ptrdiff_t>(at),
+                                                   samples48k.begin() + static_cast<std::ptrdiff_t>(end)));
+    loop.runUntilIdle();
+  }
+  live->finish();
+  auto keyUp = Clock::now();
+  std::optional<std::optional<std::string>> answer;
+  engine.finishStreaming([&](std::optional<std::string> t) { answer = std::move(t); });
+  pumpUntil(loop, [&] { return answer.has_value(); });
+  double ms = std::chrono::duration<double, std::milli>(Clock::now() - keyUp).count();
+  if (text && answer && *answer) *text = **answer;
+  return answer && *answer ? ms : -ms;
+}
+
+double fileOnce(SpeechEngine& engine, ManualLoop& loop, const std::filesystem::path& wav,
+                std::string* text = nullptr) {
+  auto start = Clock::now();
+  std::optional<Result<std::string, SpeechError>> result;
+  engine.transcribe(wav, [&](Result<std::string, SpeechError> r) { result = std::move(r); });
+  pumpUntil(loop, [&] { return result.has_value(); });
+  if (text && result && result->ok()) *text = result->value();
+  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+double percentile(std::vector<double> values, double p) {
+  std::sort(values.begin(), values.end());
+  return values[static_cast<std::size_t>(p * static_cast<double>(values.size() - 1) + 0.5)];
+}
+
+void report(const char* what, int seconds, const std::vector<double>& ms) {
+  int lost = static_cast<int>(std::count_if(ms.begin(), ms.end(), [](double v) { return v < 0; }));
+  std::vector<double> magnitude;
+  for (double v : ms) magnitude.push_back(std::abs(v));
+  std::printf("%-34s %3d s   p50 %7.0f ms   p90 %7.0f ms   max %7.0f ms   (%zu runs%s)\n", what, seconds,
+              percentile(magnitude, 0.5), percentile(magnitude, 0.9), percentile(magnitude, 1.0), ms.size(),
+              lost ? ", some lost the 3 s race" : "");
+  std::fflush(stdout);
+}
+
+}  // namespace
+}  // namespace murvelo
+
+int main(int argc, char** argv) {
+  using namespace murvelo;
+  int runs = 3;
+  for (int i = 1; i + 1 < argc; ++i)
+    if (std::string(argv[i]) == "--runs") runs = std::max(1, std::atoi(argv[i + 1]));
+  auto recorded = clips();
+  if (recorded.empty()) {
+    std::fprintf(stderr, "pocketsphinx-testdata is not installed\n");
+    return 1;
+  }
+  // All the clips, one after another, as one long stretch of speech to cut utterances from.
+  std::vector<float> speech;
+  for (const auto& clip : recorded) {
+    auto samples = readAudioFile(clip.file, 48000);
+    if (samples.ok()) speech.insert(speech.end(), samples.value().begin(), samples.value().end());
+  }
+  auto dir = std::filesystem::temp_directory_path() / ("murvelo-bench-" + makeUuid());
+  std::filesystem::create_directories(dir);
+  std::filesystem::path model;
+  if (const char* real = std::getenv("MURVELO_WHISPER_MODEL"); real && *real) {
+    model = real;
+  } else {
+    model = dir / "ggml-base.en.bin";
+    if (!SyntheticWhisperModel::write(model, SyntheticWhisperModel::Architecture::baseEn)) return 1;
+  }
+  int threads = WhisperRecognizer::defaultThreads();
+  std::printf("whisper model %s, %d thread(s); %u cores\n", model.filename().c_str(), threads,
+              std::thread::hardware_concurrency());
+
+  ManualLoop loop;
+  ThreadRaceTimer timer;
+  auto whisper = std::make_shared<WhisperRecognizer>(model, threads);
+  if (!whisper->ensureAssets()) return 1;
+  auto sphinx = std::make_shared<PocketSphinxRecognizer>();
+  if (!sphinx->ensureAssets()) return 1;
+  SpeechEngine whisperEngine(loop, timer, whisper, dir);
+  SpeechEngine sphinxEngine(loop, timer, sphinx, dir);
+
+  for (int seconds : {2, 5, 10}) {
+    std::vector<float> utterance(speech.begin(),
+                                 speech.begin() + std::min<std::ptrdiff_t>(seconds * 48000, speech.size()));
+    auto wav = dir / "utterance.wav";
+    writePcm16Wav(wav, convertAll(utterance, AudioFormat{48000, 1}, 16000), 16000);
+    std::vector<double> streaming, file, sphinxStreaming;
+    streamOnce(whisperEngine, loop,
+               std::vector<float>(utterance.begin(), utterance.begin() + 48000));  // warm
+    for (int i = 0; i < runs; ++i) {
+      streaming.push_back(streamOnce(whisperEngine, loop, utterance));
+      file.push_back(fileOnce(whisperEngine, loop, wav));
+      sphinxStreaming.push_back(streamOnce(sphinxEngine, loop, utterance));
+    }
+    report("whisper streaming, key-up → text", seconds, streaming);
+    report("whisper file path", seconds, file);
+    report("pocketsphinx streaming, key-up → text", seconds, sphinxStreaming);
+  }
+
+  std::printf("\npocketsphinx word error rate on the LibriVox clips (raw transcript)\n");
+  WER::Result streamTotal, fileTotal;
+  auto add = [](WER::Result& total, const WER::Result& one) {
+    total.hits += one.hits;
+    total.substitutions += one.substitutions;
+    total.deletions += one.deletions;
+    total.insertions += one.insertions;
+  };
+  for (const auto& clip : recorded) {
+    auto samples = readAudioFile(clip.file, 48000);
+    if (!samples.ok()) continue;
+    std::string streamed, filed;
+    streamOnce(sphinxEngine, loop, samples.value(), &streamed);
+    fileOnce(sphinxEngine, loop, clip.file, &filed);
+    auto s = WER::score(clip.transcript, streamed), f = WER::score(clip.transcript, filed);
+    add(streamTotal, s);
+    add(fileTotal, f);
+    std::printf("  %-48s streaming %5.1f %%   file %5.1f %%\n", clip.file.filename().c_str(),
+                100 * s.errorRate(), 100 * f.errorRate());
+  }
+  std::printf("  %-48s streaming %5.1f %%   file %5.1f %%\n", "all clips", 100 * streamTotal.errorRate(),
+              100 * fileTotal.errorRate());
+  whisperEngine.waitUntilIdle(5s);
+  sphinxEngine.waitUntilIdle(5s);
+  std::filesystem::remove_all(dir);
+  return 0;
+}

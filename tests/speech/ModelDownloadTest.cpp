@@ -1,0 +1,169 @@
+// Model downloads against a loopback HTTP server that honours byte ranges.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+#include <random>
+#include <thread>
+
+#include "speech/ModelDownloader.h"
+#include "support/RunProcess.h"
+#include "support/TempDir.h"
+
+namespace murvelo {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const char* kServer = R"(import http.server, os, sys
+root, portfile = sys.argv[1], sys.argv[2]
+class Handler(http.server.SimpleHTTPRequestHandler):
+    def __init__(self, *args, **kwargs):
+        super().__init__(*args, directory=root, **kwargs)
+    def log_message(self, *args):
+        with open(os.path.join(root, 'requests.log'), 'a') as log:
+            log.write(self.path + ' ' + (self.headers.get('Range') or '-') + '\n')
+    def send_head(self):
+        wanted = self.headers.get('Range')
+        path = self.translate_path(self.path)
+        if not wanted or not os.path.isfile(path):
+            return super().send_head()
+        size = os.path.getsize(path)
+        start = int(wanted.split('=')[1].split('-')[0])
+        if start >= size:
+            self.send_error(416)
+            return None
+        body = open(path, 'rb')
+        body.seek(start)
+        self.send_response(206)
+        self.send_header('Content-Range', 'bytes %d-%d/%d' % (start, size - 1, size))
+        self.send_header('Content-Length', str(size - start))
+        self.end_headers()
+        return body
+server = http.server.ThreadingHTTPServer(('127.0.0.1', 0), Handler)
+with open(portfile + '.tmp', 'w') as f:
+    f.write(str(server.server_address[1]))
+os.rename(portfile + '.tmp', portfile)
+server.serve_forever()
+)";
+
+class ModelDownloadTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::filesystem::create_directories(served());
+    test::writeFile(temp / "server.py", kServer);
+    std::mt19937 random(11);
+    body.resize(3 * 1024 * 1024 + 123);
+    for (auto& c : body) c = static_cast<char>(random());
+    test::writeFile(served() / "ggml-base.en.bin", body);
+    test::writeFile(temp / "expected.bin", body);
+    sha1 = ModelDownloader::sha1Of(temp / "expected.bin");
+    server = fork();
+    if (server == 0) {
+      execl("/usr/bin/python3", "python3", (temp / "server.py").c_str(), served().c_str(),
+            (temp / "port").c_str(), nullptr);
+      _exit(127);
+    }
+    for (int i = 0; i < 500 && !std::filesystem::exists(temp / "port"); ++i)
+      std::this_thread::sleep_for(10ms);
+    ASSERT_TRUE(std::filesystem::exists(temp / "port")) << "the loopback server did not start";
+    base = "http://127.0.0.1:" + test::readFile(temp / "port") + "/";
+  }
+  void TearDown() override {
+    if (server > 0) {
+      kill(server, SIGTERM);
+      waitpid(server, nullptr, 0);
+    }
+  }
+  std::filesystem::path served() const { return temp / "served"; }
+  std::string requests() const {
+    return std::filesystem::exists(served() / "requests.log") ? test::readFile(served() / "requests.log")
+                                                              : "";
+  }
+
+  test::TempDir temp;
+  std::string body;
+  std::string sha1;
+  pid_t server = -1;
+  std::string base;
+};
+
+TEST_F(ModelDownloadTest, DownloadsChecksAndMovesIntoPlaceWithProgress) {
+  auto destination = temp / "models" / "ggml-base.en.bin";
+  std::vector<ModelDownloader::Progress> seen;
+  Status status = ModelDownloader::download(base + "ggml-base.en.bin", destination, sha1,
+                                            [&](const ModelDownloader::Progress& p) { seen.push_back(p); });
+  ASSERT_TRUE(status) << status.message();
+  EXPECT_EQ(test::readFile(destination), body);
+  EXPECT_FALSE(std::filesystem::exists(temp / "models" / "ggml-base.en.bin.partial"));
+  ASSERT_FALSE(seen.empty());
+  EXPECT_EQ(seen.back().received, body.size());
+  EXPECT_EQ(seen.back().total, body.size());
+}
+
+TEST_F(ModelDownloadTest, ResumesAPartialFileWithARangeRequest) {
+  auto destination = temp / "models" / "ggml-base.en.bin";
+  std::filesystem::create_directories(destination.parent_path());
+  test::writeFile(temp / "models" / "ggml-base.en.bin.partial", body.substr(0, 1048576));
+  std::vector<ModelDownloader::Progress> seen;
+  Status status = ModelDownloader::download(base + "ggml-base.en.bin", destination, sha1,
+                                            [&](const ModelDownloader::Progress& p) { seen.push_back(p); });
+  ASSERT_TRUE(status) << status.message();
+  EXPECT_EQ(test::readFile(destination), body);
+  EXPECT_NE(requests().find("bytes=1048576-"), std::string::npos) << requests();
+  ASSERT_FALSE(seen.empty());
+  EXPECT_EQ(seen.back().total, body.size()) << "progress counts the part already on disk";
+}
+
+TEST_F(ModelDownloadTest, FailuresLeaveNoModelBehind) {
+  struct Case {
+    const char* name;
+    std::string url;
+    std::string sha1;
+    std::string reason;
+  };
+  const Case cases[] = {
+      {"wrong checksum", base + "ggml-base.en.bin", std::string(40, '0'), "checksum mismatch"},
+      {"missing file", base + "ggml-nothing.bin", sha1, "download failed"},
+      {"nobody listening", "http://127.0.0.1:9/ggml-base.en.bin", sha1, "download failed"},
+  };
+  for (const auto& c : cases) {
+    auto destination = temp / "models" / "ggml-base.en.bin";
+    Status status =
+        ModelDownloader::download(c.url, destination, c.sha1, [](const ModelDownloader::Progress&) {});
+    ASSERT_FALSE(status) << c.name;
+    EXPECT_NE(status.message().find(c.reason), std::string::npos) << c.name << ": " << status.message();
+    EXPECT_FALSE(std::filesystem::exists(destination)) << c.name;
+    EXPECT_FALSE(std::filesystem::exists(temp / "models" / "ggml-base.en.bin.partial")) << c.name;
+  }
+}
+
+TEST_F(ModelDownloadTest, CommandLineListsAndRefusesAFileThatIsNotTheOfficialOne) {
+  std::map<std::string, std::string> env = {{"XDG_DATA_HOME", temp.path().string()},
+                                            {"XDG_CONFIG_HOME", temp.path().string()},
+                                            {"MURVELO_MODEL_BASE_URL", base}};
+  auto download = test::runProcess(MURVELO_CLI_PATH, {"models", "download", "base.en"}, env);
+  EXPECT_EQ(download.exitCode, 1) << download.err;
+  EXPECT_NE(download.err.find("checksum mismatch"), std::string::npos) << download.err;
+  EXPECT_NE(download.err.find("100 %"), std::string::npos) << "a progress bar: " << download.err;
+  EXPECT_FALSE(std::filesystem::exists(temp / "murvelo" / "models" / "ggml-base.en.bin"));
+
+  EXPECT_EQ(test::runProcess(MURVELO_CLI_PATH, {"models", "download", "huge.en"}, env).exitCode, 2);
+
+  std::filesystem::copy_file(temp / "expected.bin", temp / "murvelo" / "models" / "ggml-tiny.en.bin");
+  auto listed = test::runProcess(MURVELO_CLI_PATH, {"models", "list"}, env);
+  ASSERT_EQ(listed.exitCode, 0) << listed.err;
+  auto json = nlohmann::json::parse(listed.out);
+  ASSERT_EQ(json["installed"].size(), 1u);
+  EXPECT_EQ(json["installed"][0]["name"], "tiny.en");
+  EXPECT_EQ(json["installed"][0]["bytes"], body.size());
+  EXPECT_EQ(json["installed"][0]["used"], true);
+  bool offersBaseEn = false;
+  for (const auto& entry : json["available"]) offersBaseEn |= entry["name"] == "base.en";
+  EXPECT_TRUE(offersBaseEn);
+}
+
+}  // namespace
+}  // namespace murvelo
