@@ -1,0 +1,472 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <thread>
+
+#include "audio/AudioRecorder.h"
+#include "base/ManualLoop.h"
+#include "support/RecordingLogSink.h"
+#include "FakeCaptureSession.h"
+
+namespace murvelo {
+namespace {
+
+using namespace std::chrono_literals;
+using test::FakeCaptureSession;
+
+CaptureDevice device(std::string id, std::string name, double rate = 0, bool builtIn = false,
+                     bool bluetooth = false) {
+  CaptureDevice d;
+  d.id = std::move(id);
+  d.name = std::move(name);
+  d.sampleRate = rate;
+  d.isBuiltIn = builtIn;
+  d.isBluetooth = bluetooth;
+  return d;
+}
+
+bool logged(test::RecordingLogSink& sink, const std::string& text) {
+  auto messages = sink.messages();
+  return std::find(messages.begin(), messages.end(), text) != messages.end();
+}
+
+class AudioRecorderTest : public ::testing::Test {
+ protected:
+  AudioRecorderTest() {
+    session.found.devices = {device("alsa_input.internal", "Built-in Audio", 16000, true)};
+    session.found.defaultID = "alsa_input.internal";
+  }
+
+  std::shared_ptr<LiveBufferStream> startOK(std::function<void()> onFirstAudio = nullptr) {
+    auto started = recorder.start(std::move(onFirstAudio));
+    EXPECT_TRUE(started.ok());
+    return started.ok() ? started.value() : nullptr;
+  }
+
+  // Runs the loop until the session stop posted its completion back, in real time.
+  void settleStop() {
+    auto deadline = std::chrono::steady_clock::now() + 5s;
+    do {
+      loop.runUntilIdle();
+      if (!recorder.stopInFlight()) return;
+      std::this_thread::sleep_for(1ms);
+    } while (std::chrono::steady_clock::now() < deadline);
+    ADD_FAILURE() << "the session stop never completed";
+  }
+
+  test::ScopedLogCapture logs;
+  ManualLoop loop;
+  FakeCaptureSession session;
+  MicrophoneSelection selection = MicrophoneSelection::builtIn();
+  AudioRecorder recorder{loop, session, [this] { return selection; }};
+};
+
+// ---- configuration ----
+
+TEST_F(AudioRecorderTest, CapturesAtTheDeviceRateOrAt48kWhenTheDeviceHasNone) {
+  struct Case {
+    double deviceRate;
+    double expected;
+    const char* log;
+  };
+  for (const Case& c : {Case{44100, 44100,
+                             "mic capture configured: AVCaptureSession 44100.000000Hz mono float "
+                             "(device Desk mic)"},
+                        Case{0, 48000,
+                             "mic capture configured: AVCaptureSession 48000.000000Hz mono float "
+                             "(device Desk mic)"}}) {
+    test::ScopedLogCapture capture;
+    FakeCaptureSession fresh;
+    fresh.found.devices = {device("desk", "Desk mic", c.deviceRate)};
+    fresh.found.defaultID = "desk";
+    AudioRecorder r(loop, fresh, [] { return MicrophoneSelection::systemDefault(); });
+    auto started = r.start(nullptr);
+    ASSERT_TRUE(started.ok());
+    EXPECT_EQ(started.value()->format().sampleRate, c.expected);
+    EXPECT_EQ(r.inputFormat()->sampleRate, c.expected);
+    EXPECT_EQ(r.facts().deviceName, "Desk mic");
+    EXPECT_TRUE(logged(capture.sink(), c.log)) << c.log;
+    r.stop();
+  }
+}
+
+TEST_F(AudioRecorderTest, ConfigurationFailuresBecomeRecorderErrors) {
+  struct Case {
+    CaptureSession::ConfigureError error;
+    RecorderError expected;
+    const char* log;  // empty: nothing particular
+  };
+  const Case cases[] = {
+      {CaptureSession::ConfigureError::formatRejected, RecorderError::couldNotBuildBuffer, ""},
+      {CaptureSession::ConfigureError::inputFailed, RecorderError::noMicrophone,
+       "capture input setup failed: source gone"},
+      {CaptureSession::ConfigureError::inputRejected, RecorderError::noMicrophone, ""},
+  };
+  for (const auto& c : cases) {
+    test::ScopedLogCapture capture;
+    session.nextConfigureFailure = CaptureSession::ConfigureFailure{c.error, "source gone"};
+    auto started = recorder.start(nullptr);
+    ASSERT_FALSE(started.ok());
+    EXPECT_EQ(started.error(), c.expected);
+    EXPECT_FALSE(recorder.isConfigured());
+    EXPECT_FALSE(recorder.facts().isRecording);
+    if (*c.log) {
+      EXPECT_TRUE(logged(capture.sink(), c.log));
+    }
+  }
+  // The next start tries again and succeeds.
+  EXPECT_TRUE(startOK() != nullptr);
+}
+
+TEST_F(AudioRecorderTest, NoDeviceAtAllIsNoMicrophone) {
+  session.found = {};
+  auto started = recorder.start(nullptr);
+  ASSERT_FALSE(started.ok());
+  EXPECT_EQ(started.error(), RecorderError::noMicrophone);
+  EXPECT_TRUE(logged(logs.sink(), "no default audio capture device — mic not available"));
+  EXPECT_EQ(session.configures, 0);
+}
+
+TEST_F(AudioRecorderTest, SessionThatDoesNotRunFailsTheStartAndLeavesNothingBehind) {
+  session.startFails = true;
+  auto started = recorder.start([] { ADD_FAILURE() << "no audio expected"; });
+  ASSERT_FALSE(started.ok());
+  EXPECT_EQ(started.error(), RecorderError::noMicrophone);
+  EXPECT_FALSE(recorder.facts().isRecording);
+  session.deliver({0.5f, 0.5f});  // a late buffer of the failed start
+  session.startFails = false;
+  auto stream = startOK();
+  EXPECT_EQ(session.configures, 1);  // the configuration itself was fine
+  session.deliver({0.3f});
+  CapturedAudio audio = recorder.stop();
+  ASSERT_EQ(audio.buffers.size(), 1u);
+  EXPECT_EQ(audio.buffers[0]->front(), 0.3f);
+}
+
+TEST_F(AudioRecorderTest, ReconfiguresOnlyWhenTheResolvedDeviceChanges) {
+  session.found.devices.push_back(device("usb", "USB mic", 48000));
+  startOK();
+  session.deliver({0.1f});
+  recorder.stop();
+  startOK();
+  session.deliver({0.1f});
+  recorder.stop();
+  EXPECT_EQ(session.configures, 1);
+
+  selection = MicrophoneSelection::device("usb");
+  startOK();
+  session.deliver({0.1f});
+  recorder.stop();
+  EXPECT_EQ(session.configures, 2);
+  EXPECT_EQ(session.configuredWith.back(), (std::pair<std::string, double>{"usb", 48000}));
+  EXPECT_EQ(recorder.facts().deviceID, "usb");
+
+  // The chosen device disappears: the default takes over.
+  session.found.devices.pop_back();
+  startOK();
+  EXPECT_EQ(recorder.facts().deviceID, "alsa_input.internal");
+  EXPECT_EQ(session.configures, 3);
+}
+
+TEST_F(AudioRecorderTest, BluetoothDefaultIsPassedOverForTheBuiltInMicAndReported) {
+  session.found.devices.push_back(device("bluez_input.headset", "Headset", 16000, false, true));
+  session.found.defaultID = "bluez_input.headset";
+  startOK();
+  auto facts = recorder.facts();
+  EXPECT_EQ(facts.deviceID, "alsa_input.internal");
+  EXPECT_TRUE(facts.didSubstituteBuiltInMic);
+  EXPECT_EQ(facts.bypassedDeviceName, "Headset");
+  EXPECT_FALSE(facts.didRecordViaBluetooth);
+  EXPECT_TRUE(logged(logs.sink(), "mic substituted built-in for bluetooth default"));
+  session.deliver({0.1f});
+  recorder.stop();
+
+  selection = MicrophoneSelection::systemDefault();
+  startOK();
+  facts = recorder.facts();
+  EXPECT_EQ(facts.deviceID, "bluez_input.headset");
+  EXPECT_FALSE(facts.didSubstituteBuiltInMic);
+  EXPECT_EQ(facts.bypassedDeviceName, "");
+  EXPECT_TRUE(facts.didRecordViaBluetooth);
+}
+
+// ---- per buffer ----
+
+TEST_F(AudioRecorderTest, LeadingExactZerosAreDroppedQuietNoiseIsKept) {
+  int firstAudio = 0;
+  auto stream = startOK([&] { ++firstAudio; });
+  loop.advance(120ms);
+  session.deliver(std::vector<float>(160, 0.0f));  // 10 ms at 16 kHz
+  session.deliver(std::vector<float>(175, 0.0f));  // 10.9 ms: counts 10
+  EXPECT_EQ(firstAudio, 0);
+  std::vector<float> quiet(160, 0.0f);
+  quiet[159] = 1e-7f;  // far below any level threshold, yet real
+  session.deliver(quiet);
+  EXPECT_EQ(firstAudio, 1);
+  session.deliver(std::vector<float>(160, 0.0f));  // silence after real audio is kept
+  session.deliver(std::vector<float>(160, 0.25f));
+  EXPECT_EQ(firstAudio, 1);
+
+  auto facts = recorder.facts();
+  EXPECT_EQ(facts.droppedZeroMs, 20);
+  EXPECT_EQ(facts.micLiveMs, 120);
+  EXPECT_EQ(facts.startupMs, 120);
+  EXPECT_TRUE(logged(logs.sink(), "capture dropped 20ms of leading dead air"));
+
+  CapturedAudio audio = recorder.stop();
+  ASSERT_EQ(audio.buffers.size(), 3u);
+  EXPECT_EQ(audio.buffers[0]->back(), 1e-7f);
+  EXPECT_EQ(audio.format, (AudioFormat{16000, 1}));
+}
+
+TEST_F(AudioRecorderTest, NoDeadAirReportWhenNothingWasDropped) {
+  startOK();
+  session.deliver({0.2f, 0.0f});
+  EXPECT_EQ(recorder.facts().droppedZeroMs, 0);
+  for (const auto& message : logs.sink().messages())
+    EXPECT_EQ(message.find("leading dead air"), std::string::npos) << message;
+}
+
+TEST_F(AudioRecorderTest, AllZeroCaptureNeverSignalsAudioAndForcesARebuild) {
+  int firstAudio = 0;
+  startOK([&] { ++firstAudio; });
+  for (int i = 0; i < 30; ++i) session.deliver(std::vector<float>(1600, 0.0f));
+  CapturedAudio audio = recorder.stop();
+  EXPECT_TRUE(audio.buffers.empty());
+  EXPECT_EQ(firstAudio, 0);
+  EXPECT_EQ(recorder.facts().droppedZeroMs, 3000);
+  EXPECT_TRUE(logged(logs.sink(), "capture produced ZERO buffers — session is dead, forcing rebuild"));
+  // The session still runs its tail: the rebuild waits for the stop.
+  EXPECT_EQ(recorder.pendingInvalidation(), "zero buffers");
+  EXPECT_TRUE(recorder.isConfigured());
+
+  recorder.stopSession(true);
+  settleStop();
+  EXPECT_FALSE(recorder.isConfigured());
+  EXPECT_EQ(session.teardowns, 1);
+  EXPECT_TRUE(logged(logs.sink(), "capture session invalidated (zero buffers) — will rebuild on next start"));
+
+  startOK();
+  EXPECT_EQ(session.configures, 2);
+}
+
+TEST_F(AudioRecorderTest, LevelsAreTheLastBufferAndThePeakOfTheCapture) {
+  startOK();
+  session.deliver(std::vector<float>(100, 0.5f));
+  session.deliver({0.3f, -0.4f});  // rms = sqrt((0.09 + 0.16) / 2)
+  auto facts = recorder.facts();
+  EXPECT_NEAR(facts.recentRMS, std::sqrt(0.125f), 1e-6);
+  EXPECT_NEAR(facts.peakRMS, 0.5f, 1e-6);
+  recorder.stop();
+  startOK();
+  EXPECT_EQ(recorder.facts().peakRMS, 0.0f);  // levels belong to one capture
+}
+
+TEST_F(AudioRecorderTest, LiveStreamCarriesTheSameBuffersAndEndsAtStop) {
+  auto stream = startOK();
+  session.deliver(std::vector<float>(160, 0.0f));
+  session.deliver({0.1f, 0.2f});
+  session.deliver({0.3f});
+  CapturedAudio audio = recorder.stop();
+  session.deliver({0.9f});  // after the stop: neither stored nor streamed
+
+  std::vector<AudioBuffer> streamed;
+  AudioBuffer next;
+  while (stream->next(next, 0ms) == LiveBufferStream::Wait::buffer) streamed.push_back(next);
+  EXPECT_TRUE(stream->isFinished());
+  ASSERT_EQ(streamed.size(), 2u);
+  ASSERT_EQ(audio.buffers.size(), 2u);
+  EXPECT_EQ(streamed[0].get(), audio.buffers[0].get());  // the same object, not a copy
+  EXPECT_EQ(streamed[1].get(), audio.buffers[1].get());
+  EXPECT_EQ(recorder.stop().buffers.size(), 2u);
+}
+
+TEST_F(AudioRecorderTest, MicrophoneModeIsTakenWhenRealAudioBegins) {
+  startOK();
+  session.mode = "voiceIsolation";
+  session.deliver({0.0f});
+  EXPECT_EQ(recorder.facts().micModeAtCapture, "unknown");
+  session.deliver({0.1f});
+  EXPECT_EQ(recorder.facts().micModeAtCapture, "voiceIsolation");
+}
+
+// ---- session stop ----
+
+TEST_F(AudioRecorderTest, SessionStopWaitsForTheCaptureTailThenRunsOffTheMainThread) {
+  std::atomic<std::int64_t> settledGeneration{-1};
+  recorder.setStopSettledHandler(
+      [&](std::int64_t generation, std::int64_t) { settledGeneration = generation; });
+  startOK();
+  session.deliver({0.1f});
+  recorder.stop();
+  recorder.stopSession(false);
+  loop.advance(299ms);
+  EXPECT_FALSE(recorder.stopInFlight());
+  EXPECT_EQ(session.stops.load(), 0);
+  loop.advance(1ms);
+  EXPECT_TRUE(recorder.stopInFlight());
+  settleStop();
+  EXPECT_EQ(session.stops.load(), 1);
+  EXPECT_FALSE(session.isRunning());
+  EXPECT_EQ(settledGeneration.load(), recorder.captureGeneration());
+}
+
+TEST_F(AudioRecorderTest, StartWithinTheCaptureTailKeepsTheSessionRunning) {
+  startOK();
+  session.deliver({0.1f});
+  recorder.stop();
+  recorder.stopSession(false);
+  loop.advance(100ms);
+  auto stream = startOK();
+  loop.advance(1s);
+  EXPECT_EQ(session.stops.load(), 0);
+  EXPECT_TRUE(session.isRunning());
+  session.deliver({0.2f});
+  EXPECT_EQ(recorder.stop().buffers.size(), 1u);
+}
+
+TEST_F(AudioRecorderTest, StartRefusedAfterTwoSecondsWhileAStopHangs) {
+  startOK();
+  session.deliver({0.1f});
+  recorder.stop();
+  session.holdStops();
+  recorder.stopSession(true);
+  ASSERT_TRUE(session.waitStopEntered(5s));
+
+  auto began = std::chrono::steady_clock::now();
+  auto started = recorder.start(nullptr);
+  auto waited = std::chrono::steady_clock::now() - began;
+  ASSERT_FALSE(started.ok());
+  EXPECT_EQ(started.error(), RecorderError::noMicrophone);
+  EXPECT_GE(waited, 2s);
+  EXPECT_TRUE(logged(logs.sink(), "capture start refused — previous stop still in flight after 2s"));
+  EXPECT_FALSE(recorder.facts().isRecording);
+
+  session.releaseStops();
+  settleStop();
+  EXPECT_TRUE(startOK() != nullptr);
+}
+
+TEST_F(AudioRecorderTest, StartWaitsForAStopThatFinishesInTime) {
+  startOK();
+  session.deliver({0.1f});
+  recorder.stop();
+  session.holdStops();
+  recorder.stopSession(true);
+  ASSERT_TRUE(session.waitStopEntered(5s));
+  std::thread releaser([&] {
+    std::this_thread::sleep_for(50ms);
+    session.releaseStops();
+  });
+  auto started = recorder.start(nullptr);
+  releaser.join();
+  ASSERT_TRUE(started.ok());
+  EXPECT_EQ(session.stops.load(), 1);
+  EXPECT_TRUE(session.isRunning());  // started again after the stop, not before
+  EXPECT_GE(recorder.facts().lastStopMs, 40);
+  // The stop's late completion does not disturb the new capture.
+  settleStop();
+  loop.runUntilIdle();
+  EXPECT_TRUE(recorder.facts().isRecording);
+  recorder.stop();
+  recorder.stopSession(true);
+  settleStop();
+  EXPECT_EQ(session.stops.load(), 2);
+}
+
+TEST_F(AudioRecorderTest, StartClosesACaptureThatIsStillOpen) {
+  auto first = startOK();
+  session.deliver({0.1f});
+  auto second = startOK();
+  EXPECT_TRUE(first->isFinished());
+  EXPECT_FALSE(second->isFinished());
+  EXPECT_EQ(recorder.captureGeneration(), 2);
+}
+
+// ---- invalidation ----
+
+TEST_F(AudioRecorderTest, SessionEventsTearDownAnIdleSessionAndRebuildAtTheNextStart) {
+  struct Case {
+    SessionEvent event;
+    std::vector<std::string> logs;
+  };
+  const Case cases[] = {
+      {{SessionEvent::Kind::runtimeError, "Connection terminated"},
+       {"capture runtime error: Connection terminated",
+        "capture session invalidated (runtime error) — will rebuild on next start"}},
+      {{SessionEvent::Kind::runtimeError, ""},
+       {"capture runtime error: unknown",
+        "capture session invalidated (runtime error) — will rebuild on next start"}},
+      {{SessionEvent::Kind::interrupted, ""},
+       {"capture session invalidated (session interrupted) — will rebuild on next start"}},
+      {{SessionEvent::Kind::systemWake, ""},
+       {"capture session invalidated (system wake) — will rebuild on next start"}},
+  };
+  int expectedConfigures = 0;
+  for (const auto& c : cases) {
+    test::ScopedLogCapture capture;
+    startOK();
+    ++expectedConfigures;
+    session.deliver({0.1f});
+    recorder.stop();
+    recorder.stopSession(true);
+    settleStop();
+    ASSERT_TRUE(recorder.isConfigured());
+
+    session.emit(c.event);
+    loop.runUntilIdle();
+    EXPECT_FALSE(recorder.isConfigured());
+    EXPECT_EQ(session.configures, expectedConfigures);  // not rebuilt yet
+    for (const auto& text : c.logs) EXPECT_TRUE(logged(capture.sink(), text)) << text;
+  }
+  startOK();
+  EXPECT_EQ(session.configures, expectedConfigures + 1);
+}
+
+TEST_F(AudioRecorderTest, InvalidationDuringACaptureWaitsUntilTheStopCompletes) {
+  startOK();
+  session.deliver({0.1f});
+  session.emit({SessionEvent::Kind::interrupted, ""});
+  loop.runUntilIdle();
+  EXPECT_TRUE(recorder.isConfigured());
+  EXPECT_EQ(session.teardowns, 0);
+  session.deliver({0.2f});  // the dictation goes on
+  EXPECT_EQ(recorder.stop().buffers.size(), 2u);
+  session.holdStops();
+  recorder.stopSession(true);
+  ASSERT_TRUE(session.waitStopEntered(5s));
+  recorder.invalidate("runtime error");  // while the stop is in flight: only remembered
+  EXPECT_EQ(recorder.pendingInvalidation(), "runtime error");
+  session.releaseStops();
+  settleStop();
+  EXPECT_FALSE(recorder.isConfigured());
+  EXPECT_EQ(session.teardowns, 1);
+  EXPECT_FALSE(recorder.pendingInvalidation());
+}
+
+TEST_F(AudioRecorderTest, PendingInvalidationIsCarriedOutByTheNextStart) {
+  startOK();
+  session.deliver({0.1f});
+  recorder.invalidate("system wake");
+  recorder.stop();  // no session stop follows
+  auto stream = startOK();
+  EXPECT_EQ(session.teardowns, 1);
+  EXPECT_EQ(session.configures, 2);
+  EXPECT_TRUE(logged(logs.sink(), "capture session invalidated (system wake) — will rebuild on next start"));
+}
+
+TEST_F(AudioRecorderTest, InvalidatingAnUnconfiguredSessionDoesNothing) {
+  recorder.invalidate("system wake");
+  EXPECT_EQ(session.teardowns, 0);
+  EXPECT_TRUE(logs.sink().messages().empty());
+}
+
+TEST_F(AudioRecorderTest, AuthorisationFollowsTheServer) {
+  EXPECT_TRUE(recorder.microphoneAuthorized());
+  session.reachable = false;
+  EXPECT_FALSE(recorder.microphoneAuthorized());
+}
+
+}  // namespace
+}  // namespace murvelo

@@ -1,0 +1,173 @@
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+#include <cmath>
+#include <numbers>
+
+#include "audio/WavWriter.h"
+#include "base/Uuid.h"
+#include "support/TempDir.h"
+
+namespace murvelo {
+namespace {
+
+struct WavContents {
+  SF_INFO info{};
+  std::vector<short> samples;
+};
+
+WavContents readWav(const std::filesystem::path& file) {
+  WavContents contents;
+  SNDFILE* sound = sf_open(file.c_str(), SFM_READ, &contents.info);
+  if (!sound) {
+    ADD_FAILURE() << "cannot open " << file;
+    return contents;
+  }
+  contents.samples.resize(static_cast<std::size_t>(contents.info.frames));
+  sf_readf_short(sound, contents.samples.data(), contents.info.frames);
+  sf_close(sound);
+  return contents;
+}
+
+CapturedAudio captureOf(std::vector<std::size_t> bufferSizes, double rate, float value = 0.1f) {
+  CapturedAudio audio;
+  audio.format = AudioFormat{rate, 1};
+  for (auto size : bufferSizes)
+    audio.buffers.push_back(std::make_shared<const std::vector<float>>(size, value));
+  return audio;
+}
+
+CapturedAudio sine(double rate, double seconds, double hz, float amplitude, std::size_t bufferSize) {
+  CapturedAudio audio;
+  audio.format = AudioFormat{rate, 1};
+  auto total = static_cast<std::size_t>(rate * seconds);
+  std::vector<float> current;
+  for (std::size_t i = 0; i < total; ++i) {
+    current.push_back(amplitude * static_cast<float>(std::sin(2 * std::numbers::pi * hz * i / rate)));
+    if (current.size() == bufferSize) {
+      audio.buffers.push_back(std::make_shared<const std::vector<float>>(std::move(current)));
+      current.clear();
+    }
+  }
+  if (!current.empty())
+    audio.buffers.push_back(std::make_shared<const std::vector<float>>(std::move(current)));
+  return audio;
+}
+
+std::size_t filesIn(const std::filesystem::path& dir) {
+  std::size_t count = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(dir)) ++count;
+  return count;
+}
+
+TEST(WavWriterTest, AQuarterSecondOrLessGivesNoFile) {
+  struct Case {
+    std::vector<std::size_t> buffers;
+    double rate;
+    bool file;
+  };
+  const Case cases[] = {
+      {{4000}, 16000, false},      {{4001}, 16000, true},   {{2000, 2000}, 16000, false},
+      {{2000, 2001}, 16000, true}, {{12000}, 48000, false}, {{12001}, 48000, true},
+      {{}, 16000, false},          {{11025}, 44100, false}, {{11026}, 44100, true},
+  };
+  for (const auto& c : cases) {
+    test::TempDir dir;
+    auto written = writeWAV(captureOf(c.buffers, c.rate), dir.path());
+    ASSERT_TRUE(written.ok());
+    EXPECT_EQ(written.value().has_value(), c.file) << c.rate << " " << c.buffers.size();
+    EXPECT_EQ(filesIn(dir.path()), c.file ? 1u : 0u);
+  }
+}
+
+TEST(WavWriterTest, NoFormatGivesNoFile) {
+  test::TempDir dir;
+  CapturedAudio audio = captureOf({8000}, 16000);
+  audio.format.reset();
+  auto written = writeWAV(audio, dir.path());
+  ASSERT_TRUE(written.ok());
+  EXPECT_FALSE(written.value().has_value());
+}
+
+TEST(WavWriterTest, WritesA16kMono16BitPrivateFileNamedAfterAUuid) {
+  test::TempDir dir;
+  auto written = writeWAV(captureOf({8000, 8000}, 16000), dir.path());
+  ASSERT_TRUE(written.ok() && written.value());
+  auto file = *written.value();
+  EXPECT_EQ(file.parent_path(), dir.path());
+  std::string name = file.filename().string();
+  ASSERT_EQ(name.substr(0, 4), "qlx-");
+  ASSERT_EQ(name.substr(name.size() - 4), ".wav");
+  EXPECT_TRUE(isUuid(name.substr(4, name.size() - 8))) << name;
+  EXPECT_EQ(std::filesystem::status(file).permissions() & std::filesystem::perms::all,
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+
+  WavContents contents = readWav(file);
+  EXPECT_EQ(contents.info.samplerate, 16000);
+  EXPECT_EQ(contents.info.channels, 1);
+  EXPECT_EQ(contents.info.format, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+  EXPECT_EQ(contents.info.frames, 16000);
+}
+
+TEST(WavWriterTest, ConvertsEachRateToOneThird16kFileKeepingTheSignal) {
+  struct Case {
+    double rate;
+    sf_count_t frames;
+  };
+  for (const Case& c : {Case{48000, 16000}, Case{44100, 16000}, Case{16000, 16000}, Case{8000, 16000}}) {
+    test::TempDir dir;
+    // One second of a 440 Hz tone in capture-sized buffers.
+    auto written = writeWAV(sine(c.rate, 1.0, 440, 0.5f, 1024), dir.path());
+    ASSERT_TRUE(written.ok() && written.value()) << c.rate;
+    WavContents contents = readWav(*written.value());
+    EXPECT_EQ(contents.info.frames, c.frames) << c.rate;
+    // Level of the tone away from the converter's edges: amplitude / sqrt(2).
+    double sum = 0;
+    std::size_t from = 2000, to = contents.samples.size() - 2000;
+    for (std::size_t i = from; i < to; ++i) sum += std::pow(contents.samples[i] / 32768.0, 2);
+    EXPECT_NEAR(std::sqrt(sum / static_cast<double>(to - from)), 0.5 / std::sqrt(2.0), 0.005) << c.rate;
+  }
+}
+
+TEST(WavWriterTest, LoudSamplesClipInsteadOfWrapping) {
+  test::TempDir dir;
+  auto written = writeWAV(captureOf({8000}, 16000, 1.5f), dir.path());
+  ASSERT_TRUE(written.ok() && written.value());
+  WavContents contents = readWav(*written.value());
+  ASSERT_FALSE(contents.samples.empty());
+  EXPECT_GE(contents.samples[4000], 32000);
+}
+
+TEST(WavWriterTest, FailuresAreErrorsAndLeaveNoFile) {
+  struct Case {
+    const char* what;
+    CapturedAudio audio;
+    bool missingDirectory;
+    RecorderError expected;
+  };
+  CapturedAudio noChannels = captureOf({8000}, 16000);
+  noChannels.format->channels = 0;
+  const Case cases[] = {
+      {"zero rate", captureOf({8000}, 0), false, RecorderError::conversionFailed},
+      {"negative rate", captureOf({8000}, -16000), false, RecorderError::conversionFailed},
+      {"no channels", noChannels, false, RecorderError::couldNotBuildBuffer},
+      {"missing directory", captureOf({8000}, 16000), true, RecorderError::fileError},
+  };
+  for (const auto& c : cases) {
+    test::TempDir dir;
+    auto target = c.missingDirectory ? dir / "gone" : dir.path();
+    auto written = writeWAV(c.audio, target);
+    ASSERT_FALSE(written.ok()) << c.what;
+    EXPECT_EQ(written.error(), c.expected) << c.what;
+    EXPECT_EQ(filesIn(dir.path()), 0u) << c.what;
+  }
+}
+
+TEST(WavWriterTest, RmsOfABuffer) {
+  EXPECT_EQ(rmsLevel({}), 0.0f);
+  EXPECT_FLOAT_EQ(rmsLevel({0.5f, -0.5f}), 0.5f);
+  EXPECT_FLOAT_EQ(rmsLevel({3.0f, 4.0f}), std::sqrt(12.5f));
+}
+
+}  // namespace
+}  // namespace murvelo
