@@ -9,7 +9,6 @@
 #include "base/Paths.h"
 #include "cleanup/CleanupStep.h"
 #include "cleanup/CorrectionsDictionary.h"
-#include "cleanup/TranscriptCleaner.h"
 #include "cli/Commands.h"
 #include "cli/SpeechOptions.h"
 #include "delivery/CursorContextReader.h"
@@ -61,9 +60,6 @@ class PrintingInserter : public TextInserter {
 
  private:
   CommandContext& context_;
-};
-
-}
 };
 
 }  // namespace
