@@ -7,7 +7,8 @@
 #include "base/DefaultsStore.h"
 #include "base/EventLoop.h"
 #include "base/Paths.h"
-#include "cleanup/TranscriptCleaner.h"
+#include "cleanup/CleanupStep.h"
+#include "cleanup/CorrectionsDictionary.h"
 #include "cli/Commands.h"
 #include "cli/SpeechOptions.h"
 #include "delivery/CursorContextReader.h"
@@ -61,14 +62,6 @@ class PrintingInserter : public TextInserter {
   CommandContext& context_;
 };
 
-// Until the program's cleanup engines are in place, every level delivers the words as heard.
-class PassThroughCleaner : public TranscriptCleaner {
- public:
-  CleanedTranscript clean(std::string_view raw, CleanupLevel, bool, bool) const override {
-    return {std::string(raw), {}, std::nullopt};
-  }
-};
-
 }  // namespace
 
 int runDictate(CommandContext& context) {
@@ -107,7 +100,8 @@ int runDictate(CommandContext& context) {
                                 Paths::runtimeDir(), [&loop, &keyUp] { loop.post([&keyUp] { keyUp(); }); });
   FixedCursor cursor(loop, args->option("before-cursor").value_or(""));
   PrintingInserter inserter(context);
-  PassThroughCleaner cleaner;
+  CorrectionsDictionary corrections(defaults);
+  CleanupStep cleaner(nullptr, corrections);  // no layout engine in this build yet
   DictationController controller(
       {loop, recorder, engine, cursor, inserter, cleaner, history, settings, defaults});
 
