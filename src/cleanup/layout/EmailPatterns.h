@@ -9,10 +9,11 @@ namespace murvelo::cleanup::layout::email {
 
 using namespace vocabulary;
 
-// A capitalised name word that is not one of the never-a-name words.
+// A capitalised name word that is not one of the never-a-name words. (The capital is checked first:
+// it is far cheaper than the word list.)
 // Day words are left out so that "Hi Mom Monday ..." does not address someone called Monday.
 inline const std::string kNameWord =
-    "(?!(?i:" + kNeverNames + "|" + kDayWords + ")\\b)\\p{Lu}[\\p{L}\\p{M}'’\\-]*";
+    "(?=\\p{Lu})(?!(?i:" + kNeverNames + "|" + kDayWords + ")\\b)\\p{Lu}[\\p{L}\\p{M}'’\\-]*";
 // One to three name words, with an optional title ("Dr. Jane Smith").
 inline const std::string kName =
     "(?:(?:" + kTitles + ")\\.[ \\t]+)?" + kNameWord + "(?:[ \\t]+" + kNameWord + "){0,2}";
@@ -32,7 +33,8 @@ inline const std::string kFamily = "(?i:(?:my[ \\t]+)?(?:" + kFamilyAddressees +
 // ..."), and only when it is no common word that follows a greeting for another reason ("hey
 // look, ..."); it is then capitalised.
 inline const std::string kLowerCaseName =
-    "(?!(?i:" + kNeverNames + "|" + kBodyOpeners + "|" + kGroupAddressees + "|" + kFamilyAddressees +
+    "(?=\\p{Ll})(?!(?i:" + kNeverNames + "|" + kBodyOpeners + "|" + kGroupAddressees + "|" +
+    kFamilyAddressees +
     "|look|listen|wait|guess|check|come|stop|now|why|yeah|well|again|back|honey|sweetie|dear|love|babe|"
     "sir|madam|ma'am|folks|um|uh)\\b)\\p{Ll}[\\p{L}\\p{M}'’\\-]+(?=[ \\t]*[,.!]|[ \\t]+(?i:" +
     kBodyOpeners + ")\\b)";

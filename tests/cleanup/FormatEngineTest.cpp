@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "cleanup/DeterministicFormat.h"
+#include "cleanup/DictationTextSafety.h"
+#include "cleanup/TidyEngine.h"
+#include "support/DictationGenerator.h"
+#include "support/LayoutDictationGenerator.h"
+
+namespace murvelo::cleanup {
+namespace {
+
+const DeterministicFormat kFormat;
+
+bool hasRule(const FormatResult& result, const std::string& rule) {
+  for (const auto& edit : result.edits) {
+    if (edit.rule == rule) return true;
+  }
+  return false;
+}
+
+// The Tidy level's text for the same transcript: the stages and the reconciliation.
+std::string tidyText(const std::string& raw) {
+  std::vector<FormatEdit> edits;
+  std::string text = tidyCore(raw, true, true, true, edits);
+  text = tidy(text, true, edits);
+  text = applyExplicitCorrections(text, true, edits);
+  text = restoreUnfinishedEnding(text, raw, edits);
+  return reconcile(text, raw).text;
+}
+
+TEST(FormatEngine, DictatedMessagesAreLaidOut) {
+  struct Case {
+    const char* raw;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"hi john, thanks for the update. talk soon. ben",
+       "Hi John,\n\nThanks for the update.\n\nTalk soon,\nBen"},
+      {"hi john thanks for the update", "Hi John,\n\nThanks for the update."},
+      {"the first thing is the budget. the second thing is hiring. let me know what you think",
+       "The first thing is the budget.\nThe second thing is hiring.\n\nLet me know what you think."},
+      {"i need three things colon buy milk semicolon call mom semicolon pay rent",
+       "I need three things:\nbuy milk;\ncall mom;\npay rent."},
+      {"let's meet monday at 3, no wait, tuesday at 4. separately, the budget is fine",
+       "Let's meet tuesday at 4.\n\nSeparately, the budget is fine."},
+      {"we should talk about the", "We should talk about the"},
+  };
+  for (const auto& c : cases) {
+    const FormatResult result = kFormat.format(c.raw, true, true);
+    EXPECT_FALSE(result.rejection) << c.raw;
+    EXPECT_EQ(result.text, c.expected) << c.raw;
+  }
+}
+
+TEST(FormatEngine, EditsListTidyFirstThenLayout) {
+  const FormatResult result = kFormat.format("hi john, thanks for the update. talk soon. ben", true, true);
+  ASSERT_FALSE(result.edits.empty());
+  EXPECT_EQ(result.edits.back().rule, "email-courtesy-paragraph");
+  EXPECT_TRUE(hasRule(result, "sentence-capitals"));
+  EXPECT_TRUE(hasRule(result, "email-greeting"));
+}
+
+TEST(FormatEngine, LayoutOnlyWithBothOptions) {
+  const std::string raw = "hi john, thanks for the update. separately, the car is fixed";
+  const FormatResult laidOut = kFormat.format(raw, true, true);
+  EXPECT_NE(laidOut.text.find('\n'), std::string::npos);
+  for (const auto& [a, b] : {std::pair{true, false}, std::pair{false, true}, std::pair{false, false}}) {
+    const FormatResult plain = kFormat.format(raw, a, b);
+    EXPECT_FALSE(plain.rejection);
+    EXPECT_EQ(plain.text.find('\n'), std::string::npos) << a << b;
+    EXPECT_FALSE(hasRule(plain, "email-greeting"));
+  }
+}
+
+TEST(FormatEngine, GateRefusalReturnsRawWithoutEdits) {
+  const std::string raw = "call me. if you can. then go";
+  const FormatResult result = kFormat.format(raw, true, true);
+  EXPECT_EQ(result.rejection, std::optional<std::string>("ambiguous-tidy-conditional-join"));
+  EXPECT_EQ(result.text, raw);
+  EXPECT_TRUE(result.edits.empty());
+}
+
+TEST(FormatEngine, LayoutEntryIsTheSecondHalf) {
+  // The same refusal through the layout entry: the tidied text lost a question.
+  const FormatResult result = DeterministicFormat::layout("Is it done.", "is it done?", true);
+  EXPECT_EQ(result.rejection, std::optional<std::string>("tidy-dropped-question-mark"));
+  EXPECT_EQ(result.text, "is it done?");
+}
+
+bool phraseRuleFired(const FormatResult& result) {
+  return hasRule(result, "parenthetical-filler") || hasRule(result, "atomic-determiner-filler-restart");
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int kInputs = 300;
+#else
+constexpr int kInputs = 1500;
+#endif
+
+// Over randomised dictations: an accepted Format text has the words, numbers and question marks
+// of the Tidy text of the same transcript (layout only moves white space, marks and case); nothing
+// crashes and no input takes long.
+TEST(FormatEngineProperty, AcceptedFormatKeepsTidyWordsNumbersAndQuestions) {
+  testing::DictationGenerator everyday(4242, 0.35);
+  test::LayoutDictationGenerator shaped(4243);
+  int accepted = 0;
+  for (int i = 0; i < kInputs; ++i) {
+    const std::string raw = i % 3 == 0   ? everyday.dictation(10 + static_cast<std::size_t>(i % 60))
+                            : i % 3 == 1 ? shaped.next()
+                                         : everyday.hostile(300);
+    const auto started = std::chrono::steady_clock::now();
+    const FormatResult result = kFormat.format(raw, true, true);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(100)) << raw;
+    if (result.rejection) continue;
+    ++accepted;
+    if (phraseRuleFired(result)) continue;
+    const std::string tidied = tidyText(raw);
+    const auto violation = layoutInvariantViolation(result.text, tidied);
+    // An empty transcript stays empty on both levels.
+    if (violation == std::optional<std::string>("empty") && tidied.empty()) continue;
+    EXPECT_FALSE(violation) << raw << "\nTidy:   " << tidied << "\nFormat: " << result.text;
+  }
+  EXPECT_GT(accepted, kInputs / 2);
+}
+
+}  // namespace
+}  // namespace murvelo::cleanup
