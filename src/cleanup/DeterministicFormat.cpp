@@ -18,7 +18,7 @@ FormatResult DeterministicFormat::format(std::string_view raw, bool optionA, boo
   Reconciliation reconciled = reconcile(text, raw);
   if (reconciled.failedCheck) return {std::string(raw), {}, std::move(reconciled.failedCheck)};
 
-  FormatResult result = layout(reconciled.text, raw, optionA && optionB);
+  FormatResult result = cleanup::layout::layoutAfterGuards(reconciled.text, raw, optionA && optionB);
   // Refusals by a gate or a literal invariant carry no edits; every other result carries Tidy's
   // edits before its own.
   if (result.rejection && !result.rejection->starts_with("layout-")) return result;

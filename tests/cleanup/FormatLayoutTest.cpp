@@ -286,6 +286,21 @@ TEST(FormatLayoutEmailClosing, ClosingBlock) {
   });
 }
 
+TEST(FormatLayoutEmailClosing, LowerCaseSignatureInAMessage) {
+  expectAll({
+      {"Hi team, the build is green. Thanks, marco.",
+       "Hi team,\n\nThe build is green.\n\nThanks,\nMarco",
+       {"email-signature"}},
+      {"Hi team, the build is green. Talk soon, marco.",
+       "Hi team,\n\nThe build is green.\n\nTalk soon,\nMarco"},
+      // Everyday words after a sign-off are no names.
+      {"Hi team, the build is green. Thanks, everyone.", "Hi team,\n\nThe build is green. Thanks, everyone."},
+      {"Hi team, the build is green. Thanks again.", "Hi team,\n\nThe build is green. Thanks again."},
+      // Without a greeting a lower-case word is not taken for a name.
+      {"The build is green. Thanks, marco.", "The build is green. Thanks, marco."},
+  });
+}
+
 TEST(FormatLayoutEmailClosing, SignOffWordsAreNeverNames) {
   expectAll({
       {"Hi Bo, all set. Love.", "Hi Bo,\n\nAll set. Love."},

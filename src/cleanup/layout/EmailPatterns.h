@@ -23,6 +23,13 @@ inline const std::string kSignatureWord =
     "(?!(?i:" + kNotSignatureStarts + "|" + kNeverNames + "|" + kDayWords +
     ")\\b)(?:\\p{Lu}\\.(?:\\p{L}\\.)+|\\p{Lu}\\.(?=\\s|$)|\\p{Lu}[\\p{L}\\p{M}'’\\-]*)";
 inline const std::string kSignatureName = kSignatureWord + "(?:[ \\t]+" + kSignatureWord + "){0,2}";
+// In a message that opened with a greeting, a sign-off may also stand over a name written in lower
+// case ("thanks, marco"): one word that is no sign-off, group, day or everyday word after a
+// sign-off. It is capitalised.
+inline const std::string kLowerCaseSignature =
+    "(?=\\p{Ll})(?!(?i:" + kNotSignatureStarts + "|" + kNeverNames + "|" + kDayWords + "|" +
+    kGroupAddressees + "|" + kCasualTags +
+    "|again|too|for|much|lot|now|anyway|later)\\b)\\p{Ll}[\\p{L}\\p{M}'’\\-]+";
 
 inline const std::string kGroup = "(?i:" + kGroupAddressees + ")\\b";
 // A family word, optionally after "my", and optionally a capitalised name that is not a day.

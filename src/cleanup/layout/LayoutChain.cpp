@@ -47,6 +47,10 @@ FormatResult layout(std::string_view tidied, std::string_view raw, bool layoutEn
   // The finishing guards, in their order: literals, conditional joins, lost questions; then the
   // unfinished-ending restore, which edits and never refuses.
   if (auto failed = tidyGuardViolation(tidied, raw)) return rejected(raw, *failed);
+  return layoutAfterGuards(tidied, raw, layoutEnabled);
+}
+
+FormatResult layoutAfterGuards(std::string_view tidied, std::string_view raw, bool layoutEnabled) {
   std::vector<FormatEdit> edits;
   icu::UnicodeString text = fromUtf8(restoreUnfinishedEnding(tidied, raw, edits));
   applyPhraseRules(text, edits);
