@@ -159,6 +159,9 @@ TEST(FormatLayoutEmailCommands, CommandStandsApartFromMessage) {
       {"Write an email to Ben. Hello Ben. The invoice is paid.",
        "Write an email to Ben.\n\nHello Ben,\n\nThe invoice is paid.",
        {"email-command-recipient"}},
+      {"Email anna subject lunch plans. Hi anna, are you free?",
+       "Email Anna\nSubject: Lunch plans.\n\nHi Anna,\n\nAre you free?"},
+      {"Write to ben. Hi ben, all set.", "Write to Ben.\n\nHi Ben,\n\nAll set."},
       // No message after it: nothing to set apart.
       {"Email Anna, subject lunch plans.", "Email Anna, subject lunch plans."},
   });
