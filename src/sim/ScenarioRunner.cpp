@@ -8,6 +8,8 @@
 #include "base/DefaultsStore.h"
 #include "base/Log.h"
 #include "base/ManualLoop.h"
+#include "cleanup/CleanupStep.h"
+#include "cleanup/CorrectionsDictionary.h"
 #include "history/HistoryStore.h"
 #include "sim/SimulatedDevices.h"
 
@@ -69,7 +71,8 @@ std::vector<std::string> runScenario(const std::vector<ScenarioStep>& steps,
   SimulatedSpeech speech(loop);
   SimulatedCursor cursor(loop);
   SimulatedInserter inserter;
-  SimulatedCleaner cleaner;
+  CorrectionsDictionary corrections(defaults);
+  CleanupStep cleaner(nullptr, corrections);  // the program's own cleanup, without layout
 
   inserter.onDeliver = [&](const SimulatedInserter::Delivery& delivery) {
     transcript->add("deliver " + quoted(delivery.text) + " " + std::string(outcomeName(delivery.outcome)));
