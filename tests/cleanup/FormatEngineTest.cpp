@@ -46,7 +46,7 @@ TEST(FormatEngine, DictatedMessagesAreLaidOut) {
       {"i need three things colon buy milk semicolon call mom semicolon pay rent",
        "I need three things:\nbuy milk;\ncall mom;\npay rent."},
       {"let's meet monday at 3, no wait, tuesday at 4. separately, the budget is fine",
-       "Let's meet tuesday at 4.\n\nSeparately, the budget is fine."},
+       "Let's meet Tuesday at 4.\n\nSeparately, the budget is fine."},
       {"we should talk about the", "We should talk about the"},
   };
   for (const auto& c : cases) {
