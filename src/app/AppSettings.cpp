@@ -23,6 +23,7 @@ std::string_view AppSettings::keyOf(Field field) {
     case Field::microphoneSelection: return kMicrophoneSelectionKey;
     case Field::microphoneStartupHistory: return kMicrophoneStartupHistoryKey;
     case Field::deviceID: return "deviceID";
+    case Field::speechEngine: return "speechEngine";
   }
   return {};
 }
@@ -70,6 +71,11 @@ void AppSettings::load() {
   openAtLogin_ = defaults_.boolean(keyOf(Field::openAtLogin)).value_or(true);
   write(Field::openAtLogin);
 
+  // Read, not written back: "auto" stays a choice the user never made.
+  auto storedEngine = defaults_.string(keyOf(Field::speechEngine));
+  speechEngine_ = (storedEngine ? parseSpeechEngineChoice(*storedEngine) : std::nullopt)
+                      .value_or(SpeechEngineChoice::automatic);
+
   auto storedID = defaults_.string(keyOf(Field::deviceID));
   if (storedID && !storedID->empty()) {
     deviceID_ = *storedID;
@@ -97,6 +103,7 @@ void AppSettings::write(Field field) {
     case Field::microphoneSelection: defaults_.setString(key, microphoneSelection_.storedString()); break;
     case Field::microphoneStartupHistory: defaults_.setData(key, startupHistory_.encode()); break;
     case Field::deviceID: defaults_.setString(key, deviceID_); break;
+    case Field::speechEngine: defaults_.setString(key, std::string(rawValue(speechEngine_))); break;
   }
 }
 
@@ -139,6 +146,9 @@ void AppSettings::setMicrophoneStartupHistory(MicrophoneStartupHistory value) {
   assign(startupHistory_, std::move(value), Field::microphoneStartupHistory);
 }
 void AppSettings::setDeviceID(std::string value) { assign(deviceID_, std::move(value), Field::deviceID); }
+void AppSettings::setSpeechEngine(SpeechEngineChoice value) {
+  assign(speechEngine_, value, Field::speechEngine);
+}
 
 void AppSettings::recordMicrophoneStartup(std::string_view deviceID, std::int64_t ms) {
   MicrophoneStartupHistory updated = startupHistory_;

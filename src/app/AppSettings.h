@@ -33,6 +33,7 @@ class AppSettings {
     microphoneSelection,
     microphoneStartupHistory,
     deviceID,
+    speechEngine,
   };
   static constexpr Field kAllFields[] = {
       Field::cleanupLevel,
@@ -48,6 +49,7 @@ class AppSettings {
       Field::microphoneSelection,
       Field::microphoneStartupHistory,
       Field::deviceID,
+      Field::speechEngine,
   };
   // The defaults key a field is stored under.
   static std::string_view keyOf(Field field);
@@ -72,6 +74,7 @@ class AppSettings {
   const MicrophoneSelection& microphoneSelection() const { return microphoneSelection_; }
   const MicrophoneStartupHistory& microphoneStartupHistory() const { return startupHistory_; }
   const std::string& deviceID() const { return deviceID_; }
+  SpeechEngineChoice speechEngine() const { return speechEngine_; }
 
   void setCleanupLevel(CleanupLevel value);
   void setHotkey(HotkeyChoice value);
@@ -86,6 +89,7 @@ class AppSettings {
   void setMicrophoneSelection(MicrophoneSelection value);
   void setMicrophoneStartupHistory(MicrophoneStartupHistory value);
   void setDeviceID(std::string value);
+  void setSpeechEngine(SpeechEngineChoice value);
   // Adds one microphone start (ignored when out of range) and saves the history.
   void recordMicrophoneStartup(std::string_view deviceID, std::int64_t ms);
 
@@ -112,6 +116,7 @@ class AppSettings {
   MicrophoneSelection microphoneSelection_ = MicrophoneSelection::builtIn();
   MicrophoneStartupHistory startupHistory_;
   std::string deviceID_;
+  SpeechEngineChoice speechEngine_ = SpeechEngineChoice::automatic;
 
   std::map<ObserverId, Observer> observers_;
   ObserverId lastObserverId_ = 0;

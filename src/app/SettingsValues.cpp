@@ -42,6 +42,12 @@ constexpr std::array<std::pair<HotkeyChoice, std::string_view>, 4> kHotkeys{{
     {HotkeyChoice::fn, "fn"},
 }};
 
+constexpr std::array<std::pair<SpeechEngineChoice, std::string_view>, 3> kSpeechEngines{{
+    {SpeechEngineChoice::automatic, "auto"},
+    {SpeechEngineChoice::whisper, "whisper"},
+    {SpeechEngineChoice::pocketsphinx, "pocketsphinx"},
+}};
+
 }  // namespace
 
 std::string_view rawValue(CleanupLevel level) { return nameOf(kCleanupLevels, level); }
@@ -50,5 +56,9 @@ std::string_view rawValue(HotkeyChoice key) { return nameOf(kHotkeys, key); }
 std::optional<CleanupLevel> parseCleanupLevel(std::string_view raw) { return parse(kCleanupLevels, raw); }
 std::optional<RecordingMode> parseRecordingMode(std::string_view raw) { return parse(kRecordingModes, raw); }
 std::optional<HotkeyChoice> parseHotkeyChoice(std::string_view raw) { return parse(kHotkeys, raw); }
+std::string_view rawValue(SpeechEngineChoice engine) { return nameOf(kSpeechEngines, engine); }
+std::optional<SpeechEngineChoice> parseSpeechEngineChoice(std::string_view raw) {
+  return parse(kSpeechEngines, raw);
+}
 
 }  // namespace murvelo

@@ -17,6 +17,7 @@ int runSettings(CommandContext& context);
 int runHistory(CommandContext& context);
 int runDemo(CommandContext& context);
 int runSimulate(CommandContext& context);
+int runTranscribe(CommandContext& context);
 
 // Every subcommand, in the order the usage lists them.
 inline constexpr Command kCommands[] = {
@@ -25,6 +26,7 @@ inline constexpr Command kCommands[] = {
     {"settings", "print the settings, or set one", runSettings},
     {"history", "print recent dictations, or clear them", runHistory},
     {"simulate", "run a dictation scenario on simulated devices in virtual time", runSimulate},
+    {"transcribe", "print the raw transcript of an audio file", runTranscribe},
 };
 
 }  // namespace murvelo::cli

@@ -20,7 +20,8 @@ constexpr const char* kUsage =
     "                                   true | false\n"
     "  dictationMicrophoneSelection     built-in | system | device:ID\n"
     "  microphoneStartupHistory         {\"samples\":{\"ID\":[ms,...]}}\n"
-    "  deviceID                         a UUID\n";
+    "  deviceID                         a UUID\n"
+    "  speechEngine                     auto | whisper | pocketsphinx\n";
 
 using Field = AppSettings::Field;
 
@@ -46,6 +47,7 @@ nlohmann::ordered_json toJson(const AppSettings& settings) {
         json[key] = nlohmann::ordered_json{{"samples", settings.microphoneStartupHistory().samples}};
         break;
       case Field::deviceID: json[key] = settings.deviceID(); break;
+      case Field::speechEngine: json[key] = rawValue(settings.speechEngine()); break;
     }
   }
   return json;
@@ -119,6 +121,12 @@ std::optional<std::string> assign(AppSettings& settings, const std::string& key,
       if (!isUuid(value)) return invalid("a UUID");
       settings.setDeviceID(value);
       return std::nullopt;
+    case Field::speechEngine: {
+      auto engine = parseSpeechEngineChoice(value);
+      if (!engine) return invalid("auto, whisper or pocketsphinx");
+      settings.setSpeechEngine(*engine);
+      return std::nullopt;
+    }
   }
   return "unknown setting \"" + key + "\"";
 }

@@ -70,11 +70,12 @@ TEST_F(CliTest, SettingsPrintsEveryKeyAfterMigrationAndWritesBack) {
   auto json = nlohmann::ordered_json::parse(result.out);
   std::vector<std::string> keys;
   for (const auto& item : json.items()) keys.push_back(item.key());
-  EXPECT_EQ(keys,
-            (std::vector<std::string>{
-                "cleanupLevel", "hotkey", "recordingMode", "onboardingComplete", "onboardingFinished",
-                "autoPaste", "useDictationEngine", "developerToolsVocabularyEnabled", "betaUpload",
-                "openAtLogin", "dictationMicrophoneSelection", "microphoneStartupHistory", "deviceID"}));
+  EXPECT_EQ(keys, (std::vector<std::string>{"cleanupLevel", "hotkey", "recordingMode", "onboardingComplete",
+                                            "onboardingFinished", "autoPaste", "useDictationEngine",
+                                            "developerToolsVocabularyEnabled", "betaUpload", "openAtLogin",
+                                            "dictationMicrophoneSelection", "microphoneStartupHistory",
+                                            "deviceID", "speechEngine"}));
+  EXPECT_EQ(json["speechEngine"], "auto");
   EXPECT_EQ(json["cleanupLevel"], "format");
   EXPECT_EQ(json["useDictationEngine"], false);
   auto stored = nlohmann::json::parse(test::readFile(defaultsFile()));
@@ -93,6 +94,7 @@ TEST_F(CliTest, SettingsSetValidatesAndRefusedValuesWriteNothing) {
       {"autoPaste", "yes"},
       {"dictationMicrophoneSelection", "device:"},
       {"deviceID", "abc"},
+      {"speechEngine", "Whisper"},
       {"microphoneStartupHistory", "[1]"},
       {"noSuchKey", "1"},
   };

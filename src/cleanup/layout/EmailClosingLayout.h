@@ -1,0 +1,20 @@
+#pragma once
+
+#include "cleanup/layout/LayoutText.h"
+
+namespace murvelo::cleanup::layout {
+
+// What the closing rules found at the end of a message.
+struct ClosingFound {
+  bool closing = false;    // a courtesy closing or a sign-off block
+  bool signature = false;  // a name set on its own line
+};
+
+// Courtesy closings and sign-off blocks at the end of a message ("email-bounded-closing",
+// "email-courtesy-paragraph", "email-courtesy-signature", "email-closing-block", "email-signature").
+ClosingFound layoutClosing(LayoutText& text);
+
+// A final sentence that is only a name becomes the signature ("email-final-name-signature").
+bool layoutFinalNameSignature(LayoutText& text);
+
+}  // namespace murvelo::cleanup::layout

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <filesystem>
+#include <mutex>
+#include <vector>
+
+#include "speech/Recognizer.h"
+
+struct ps_decoder_s;
+
+namespace murvelo {
+
+// Recognition with pocketsphinx and Debian's US English model: needs no download, streams for
+// real (every buffer is searched as it arrives), and is far less accurate than whisper. Its text
+// is lower case without punctuation.
+class PocketSphinxRecognizer : public Recognizer {
+ public:
+  static constexpr double kSampleRate = 16000;
+
+  // `modelDirectory` holds the acoustic model "en-us", "en-us.lm.bin" and "cmudict-en-us.dict".
+  explicit PocketSphinxRecognizer(std::filesystem::path modelDirectory = defaultModelDirectory());
+  ~PocketSphinxRecognizer() override;
+  PocketSphinxRecognizer(const PocketSphinxRecognizer&) = delete;
+  PocketSphinxRecognizer& operator=(const PocketSphinxRecognizer&) = delete;
+
+  // $MURVELO_POCKETSPHINX_MODEL_DIR, else Debian's /usr/share/pocketsphinx/model/en-us.
+  static std::filesystem::path defaultModelDirectory();
+
+  std::string name() const override { return "pocketsphinx"; }
+  Status ensureAssets() override;
+  double analysisSampleRate() const override { return kSampleRate; }
+  Result<std::unique_ptr<RecognitionSession>, std::string> makeSession(Mode mode,
+                                                                       ResultHandler onResult) override;
+
+  // Decoders are costly to make (the model is loaded into each), so finished ones are kept.
+  ps_decoder_s* acquireDecoder();
+  void releaseDecoder(ps_decoder_s* decoder);
+
+ private:
+  ps_decoder_s* makeDecoder();
+
+  std::filesystem::path directory_;
+  std::mutex mutex_;
+  bool ready_ = false;
+  std::vector<ps_decoder_s*> idle_;
+};
+
+}  // namespace murvelo

@@ -1,0 +1,276 @@
+// The recogniser back-ends against the real libraries: pocketsphinx on recorded speech with known
+// transcripts, whisper on a model with synthetic weights (its words are nonsense, its timing and
+// code paths are real).
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+#include <cmath>
+#include <fstream>
+#include <random>
+#include <thread>
+
+#include "accuracy/WER.h"
+#include "base/ManualLoop.h"
+#include "speech/AudioConverter.h"
+#include "speech/AudioFile.h"
+#include "speech/PocketSphinxRecognizer.h"
+#include "speech/RecognizerFactory.h"
+#include "speech/SpeechEngine.h"
+#include "speech/SyntheticWhisperModel.h"
+#include "speech/ThreadRaceTimer.h"
+#include "speech/WhisperRecognizer.h"
+#include "support/RecordingLogSink.h"
+#include "support/TempDir.h"
+
+namespace murvelo {
+namespace {
+
+using namespace std::chrono_literals;
+
+const std::filesystem::path kLibrivox = "/usr/share/pocketsphinx/test/data/librivox";
+
+struct Clip {
+  std::filesystem::path file;
+  std::string transcript;
+};
+
+// The LibriVox clips and their transcripts, as the test data lists them.
+std::vector<Clip> librivoxClips() {
+  std::vector<Clip> clips;
+  std::ifstream in(kLibrivox / "transcription");
+  std::string line;
+  while (std::getline(in, line)) {
+    auto open = line.rfind('(');
+    if (open == std::string::npos) continue;
+    std::string id = line.substr(open + 1, line.find(')', open) - open - 1);
+    std::string words = line.substr(0, open);
+    for (const char* tag : {"<s>", "</s>"})
+      if (auto at = words.find(tag); at != std::string::npos) words.erase(at, std::string(tag).size());
+    clips.push_back({kLibrivox / (id + ".wav"), words});
+  }
+  return clips;
+}
+
+// Runs the main loop in real time until `done` holds or 30 s pass.
+template <typename Pred>
+bool pumpUntil(ManualLoop& loop, Pred done) {
+  auto deadline = std::chrono::steady_clock::now() + 30s;
+  while (!done()) {
+    loop.runUntilIdle();
+    if (done()) break;
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(1ms);
+  }
+  return true;
+}
+
+struct Dictation {
+  std::optional<std::string> text;  // none: the race timed out or no session opened
+  std::chrono::milliseconds keyUpToText{};
+};
+
+// Plays `samples` (at `rate`) into a streaming session in 20 ms buffers, as fast as it can or at
+// the pace of a microphone, then finishes it as the controller would at key-up.
+Dictation stream(SpeechEngine& engine, ManualLoop& loop, const std::vector<float>& samples, double rate,
+                 bool realTime = false) {
+  auto live = std::make_shared<LiveBufferStream>(AudioFormat{rate, 1});
+  engine.startStreaming(live);
+  auto step = static_cast<std::size_t>(rate / 50);
+  auto start = std::chrono::steady_clock::now();
+  for (std::size_t at = 0; at < samples.size(); at += step) {
+    if (realTime) std::this_thread::sleep_until(start + (at / step) * 20ms);
+    auto end = std::min(samples.size(), at + step);
+    live->push(
+        std::make_shared<const std::vector<float>>(samples.begin() + static_cast<std::ptrdiff_t>(at),
+                                                   samples.begin() + static_cast<std::ptrdiff_t>(end)));
+  }
+  live->finish();
+  auto keyUp = std::chrono::steady_clock::now();
+  std::optional<std::optional<std::string>> answer;
+  engine.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
+  EXPECT_TRUE(pumpUntil(loop, [&] { return answer.has_value(); }));
+  return {answer.value_or(std::nullopt),
+          std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - keyUp)};
+}
+
+std::string transcribe(SpeechEngine& engine, ManualLoop& loop, const std::filesystem::path& file) {
+  std::optional<Result<std::string, SpeechError>> result;
+  engine.transcribe(file, [&](Result<std::string, SpeechError> r) { result = std::move(r); });
+  EXPECT_TRUE(pumpUntil(loop, [&] { return result.has_value(); }));
+  EXPECT_TRUE(result && result->ok());
+  return result && result->ok() ? result->value() : std::string("<failed>");
+}
+
+class PocketSphinxIntegrationTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!std::filesystem::exists(kLibrivox / "transcription"))
+      GTEST_SKIP() << "pocketsphinx-testdata is not installed";
+  }
+  test::TempDir temp;
+  ManualLoop loop;
+  ThreadRaceTimer timer;
+  std::shared_ptr<Recognizer> recognizer = std::make_shared<PocketSphinxRecognizer>();
+  SpeechEngine engine{loop, timer, recognizer, temp.path()};
+};
+
+// Bounds: pocketsphinx's general English model gets these clips about 70 % right; audio that is
+// resampled wrongly or read with the wrong byte order gets next to nothing right.
+constexpr double kMaxClipWER = 0.75;
+constexpr double kMaxOverallWER = 0.5;
+
+TEST_F(PocketSphinxIntegrationTest, FilePathRecognisesRecordedSpeech) {
+  WER::Result total;
+  for (const auto& clip : librivoxClips()) {
+    std::string text = transcribe(engine, loop, clip.file);
+    auto score = WER::score(clip.transcript, text);
+    EXPECT_LE(score.errorRate(), kMaxClipWER) << clip.file.filename() << ": " << text;
+    total.hits += score.hits;
+    total.substitutions += score.substitutions;
+    total.deletions += score.deletions;
+    total.insertions += score.insertions;
+  }
+  EXPECT_GT(total.hits, 0);
+  EXPECT_LE(total.errorRate(), kMaxOverallWER);
+}
+
+TEST_F(PocketSphinxIntegrationTest, OtherRatesFormatsAndByteOrdersGiveTheSameWords) {
+  auto clip = librivoxClips().at(0);
+  auto samples = readAudioFile(clip.file, 16000);
+  ASSERT_TRUE(samples.ok());
+  double referenceWER = WER::score(clip.transcript, transcribe(engine, loop, clip.file)).errorRate();
+  struct Case {
+    const char* name;
+    int rate;
+    int format;
+  };
+  const Case cases[] = {
+      {"44.1 kHz WAV", 44100, SF_FORMAT_WAV | SF_FORMAT_PCM_16},
+      {"48 kHz FLAC", 48000, SF_FORMAT_FLAC | SF_FORMAT_PCM_24},
+      {"8 kHz float WAV", 8000, SF_FORMAT_WAV | SF_FORMAT_FLOAT},
+      {"22.05 kHz big-endian AIFF", 22050, SF_FORMAT_AIFF | SF_FORMAT_PCM_16 | SF_ENDIAN_BIG},
+  };
+  for (const auto& c : cases) {
+    auto converted = convertAll(samples.value(), AudioFormat{16000, 1}, c.rate);
+    auto file = temp / "clip.audio";
+    SF_INFO info{};
+    info.samplerate = c.rate;
+    info.channels = 1;
+    info.format = c.format;
+    SNDFILE* sound = sf_open(file.c_str(), SFM_WRITE, &info);
+    ASSERT_NE(sound, nullptr) << c.name;
+    sf_writef_float(sound, converted.data(), static_cast<sf_count_t>(converted.size()));
+    sf_close(sound);
+    std::string text = transcribe(engine, loop, file);
+    // 8 kHz loses the upper half of the spectrum; the others lose nothing audible.
+    double bound = c.rate == 8000 ? kMaxClipWER : referenceWER + 0.1;
+    EXPECT_LE(WER::score(clip.transcript, text).errorRate(), bound) << c.name << ": " << text;
+  }
+}
+
+TEST_F(PocketSphinxIntegrationTest, StreamingFromA48kHzMicrophoneRecognisesSpeech) {
+  WER::Result total;
+  for (const auto& clip : librivoxClips()) {
+    auto samples = readAudioFile(clip.file, 48000);
+    ASSERT_TRUE(samples.ok());
+    auto dictation = stream(engine, loop, samples.value(), 48000);
+    ASSERT_TRUE(dictation.text.has_value()) << clip.file.filename();
+    auto score = WER::score(clip.transcript, *dictation.text);
+    EXPECT_LE(score.errorRate(), kMaxClipWER) << clip.file.filename() << ": " << *dictation.text;
+    total.hits += score.hits;
+    total.substitutions += score.substitutions;
+    total.deletions += score.deletions;
+    total.insertions += score.insertions;
+  }
+  EXPECT_LE(total.errorRate(), kMaxOverallWER);
+}
+
+class WhisperIntegrationTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    dir_ = new test::TempDir();
+    ASSERT_TRUE(SyntheticWhisperModel::write(*dir_ / "ggml-tiny.en.bin",
+                                             SyntheticWhisperModel::Architecture::tinyEn));
+  }
+  static void TearDownTestSuite() {
+    delete dir_;
+    dir_ = nullptr;
+  }
+  static std::filesystem::path model() { return *dir_ / "ggml-tiny.en.bin"; }
+  static test::TempDir* dir_;
+
+  ManualLoop loop;
+  ThreadRaceTimer timer;
+};
+test::TempDir* WhisperIntegrationTest::dir_ = nullptr;
+
+TEST_F(WhisperIntegrationTest, SyntheticModelLoadsStreamsAndFinishesInsideTheRace) {
+  auto whisper = std::make_shared<WhisperRecognizer>(model(), 2);
+  ASSERT_TRUE(whisper->ensureAssets());
+  SpeechEngine engine(loop, timer, whisper, dir_->path());
+  auto clips = librivoxClips();
+  if (clips.size() < 5) GTEST_SKIP() << "pocketsphinx-testdata is not installed";
+  // The two shortest clips (3 s), spoken into the microphone at its own pace.
+  for (const auto& clip : {clips[1], clips[4]}) {
+    auto samples = readAudioFile(clip.file, 48000);
+    ASSERT_TRUE(samples.ok());
+    auto dictation = stream(engine, loop, samples.value(), 48000, true);
+    ASSERT_TRUE(dictation.text.has_value()) << "timed out after " << dictation.keyUpToText.count() << " ms";
+    EXPECT_FALSE(dictation.text->empty()) << "speech gives words, even from a model that knows none";
+    EXPECT_LT(dictation.keyUpToText, 3s);
+  }
+  EXPECT_FALSE(engine.finalization().hasQuarantinedFinalizer());
+  EXPECT_FALSE(transcribe(engine, loop, clips[0].file).empty());
+}
+
+TEST_F(WhisperIntegrationTest, SilenceAndNoiseGiveNoText) {
+  auto whisper = std::make_shared<WhisperRecognizer>(model(), 2);
+  SpeechEngine engine(loop, timer, whisper, dir_->path());
+  std::mt19937 random(3);
+  std::normal_distribution<float> gauss(0, 0.1f);
+  std::vector<float> noise(48000 * 2);
+  for (auto& s : noise) s = gauss(random);
+  const std::vector<std::pair<const char*, std::vector<float>>> cases = {
+      {"silence", std::vector<float>(48000 * 3, 0.0f)},
+      {"white noise", noise},
+  };
+  for (const auto& [name, samples] : cases) {
+    auto dictation = stream(engine, loop, samples, 48000);
+    ASSERT_TRUE(dictation.text.has_value()) << name;
+    EXPECT_EQ(*dictation.text, "") << name;
+    auto file = dir_->path() / "quiet.wav";
+    ASSERT_TRUE(writePcm16Wav(file, convertAll(samples, AudioFormat{48000, 1}, 16000), 16000));
+    EXPECT_EQ(transcribe(engine, loop, file), "") << name;
+  }
+}
+
+TEST_F(WhisperIntegrationTest, UnusableModelsFallBackToPocketSphinxWithALoggedReason) {
+  auto truncated = dir_->path() / "ggml-truncated.bin";
+  std::filesystem::copy_file(model(), truncated, std::filesystem::copy_options::overwrite_existing);
+  std::filesystem::resize_file(truncated, std::filesystem::file_size(model()) / 3);
+  auto foreign = dir_->path() / "ggml-foreign.bin";
+  test::writeFile(foreign, "not a model at all");
+  struct Case {
+    std::filesystem::path model;
+    std::string reason;
+  };
+  const Case cases[] = {{truncated, "truncated"},
+                        {foreign, "not a whisper model"},
+                        {dir_->path() / "ggml-missing.bin", "not found"}};
+  for (const auto& c : cases) {
+    test::ScopedLogCapture logs;
+    auto recognizer = makeRecognizer(SpeechEngineChoice::whisper, c.model);
+    ASSERT_NE(recognizer, nullptr);
+    EXPECT_EQ(recognizer->name(), "pocketsphinx") << c.model;
+    bool logged = false;
+    for (const auto& entry : logs.sink().entries())
+      logged |= entry.level == LogLevel::error && entry.message.find(c.reason) != std::string::npos &&
+                entry.message.find("pocketsphinx") != std::string::npos;
+    EXPECT_TRUE(logged) << c.model;
+  }
+  EXPECT_EQ(makeRecognizer(SpeechEngineChoice::automatic, model())->name(), "whisper");
+  EXPECT_EQ(makeRecognizer(SpeechEngineChoice::pocketsphinx, model())->name(), "pocketsphinx");
+}
+
+}  // namespace
+}  // namespace murvelo

@@ -1,0 +1,170 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <random>
+
+#include "speech/SpeechActivity.h"
+#include "speech/SyntheticWhisperModel.h"
+#include "speech/WhisperModelChoice.h"
+#include "speech/WhisperModelFile.h"
+#include "support/TempDir.h"
+
+namespace murvelo {
+namespace {
+
+TEST(WhisperModelChoiceTest, EnglishModelsFirstAndBaseEnPreferred) {
+  struct Case {
+    std::vector<std::string> files;
+    std::string chosen;  // empty: none
+  };
+  const Case cases[] = {
+      {{"ggml-tiny.en.bin", "ggml-base.en.bin", "ggml-small.en.bin"}, "ggml-base.en.bin"},
+      {{"ggml-base.bin", "ggml-tiny.en.bin"}, "ggml-tiny.en.bin"},
+      {{"ggml-small.en.bin", "ggml-medium.en.bin", "ggml-tiny.en.bin"}, "ggml-small.en.bin"},
+      {{"ggml-base.en-q5_1.bin", "ggml-base.en.bin"}, "ggml-base.en.bin"},
+      {{"ggml-base.en-q5_1.bin", "ggml-small.en.bin"}, "ggml-base.en-q5_1.bin"},
+      {{"ggml-large-v3.bin", "ggml-base.bin"}, "ggml-base.bin"},
+      {{"ggml-large-v3-turbo.bin"}, "ggml-large-v3-turbo.bin"},
+      {{"notes.txt", "ggml-.bin", "base.en.bin", "ggml-base.en.bin.partial"}, ""},
+      {{}, ""},
+  };
+  for (const auto& c : cases) {
+    std::vector<std::filesystem::path> files(c.files.begin(), c.files.end());
+    auto chosen = WhisperModelChoice::choose(files);
+    EXPECT_EQ(chosen ? chosen->string() : "", c.chosen) << ::testing::PrintToString(c.files);
+  }
+}
+
+TEST(WhisperModelChoiceTest, NamesAndLanguage) {
+  EXPECT_EQ(WhisperModelChoice::modelName("/m/ggml-base.en.bin"), std::optional<std::string>("base.en"));
+  EXPECT_EQ(WhisperModelChoice::modelName("/m/ggml-base.en.bin.partial"), std::nullopt);
+  EXPECT_TRUE(WhisperModelChoice::isEnglishOnly("tiny.en"));
+  EXPECT_TRUE(WhisperModelChoice::isEnglishOnly("base.en-q8_0"));
+  EXPECT_FALSE(WhisperModelChoice::isEnglishOnly("large-v3"));
+  EXPECT_FALSE(WhisperModelChoice::isEnglishOnly("base.encoder"));
+}
+
+std::vector<float> tone(double seconds, double level, double hz = 300) {
+  std::vector<float> out(static_cast<std::size_t>(seconds * 16000));
+  for (std::size_t i = 0; i < out.size(); ++i)
+    out[i] = static_cast<float>(level * std::sin(2 * M_PI * hz * static_cast<double>(i) / 16000));
+  return out;
+}
+
+std::vector<float> noise(double seconds, double level) {
+  std::mt19937 random(7);
+  std::normal_distribution<float> gauss(0, static_cast<float>(level));
+  std::vector<float> out(static_cast<std::size_t>(seconds * 16000));
+  for (auto& s : out) s = gauss(random);
+  return out;
+}
+
+// Syllable-like bursts: 150 ms of tone, 100 ms of near silence, over a faint noise floor.
+std::vector<float> syllables(double seconds, double level) {
+  auto out = noise(seconds, 0.001);
+  auto voiced = tone(seconds, level, 180);
+  for (std::size_t i = 0; i < out.size(); ++i)
+    if ((i / 16) % 250 < 150) out[i] += voiced[i];
+  return out;
+}
+
+TEST(SpeechActivityTest, SilenceAndSteadyNoiseAreNotSpeech) {
+  struct Case {
+    const char* name;
+    std::vector<float> samples;
+    bool speech;
+  };
+  const std::vector<Case> cases = {
+      {"digital silence", std::vector<float>(32000, 0.0f), false},
+      {"faint hiss", noise(2, 0.0005), false},
+      {"loud white noise", noise(2, 0.2), false},
+      {"steady hum", tone(2, 0.3, 50), false},
+      {"too short", syllables(0.01, 0.3), false},
+      {"syllables", syllables(2, 0.3), true},
+      {"quiet syllables", syllables(2, 0.02), true},
+  };
+  for (const auto& c : cases) EXPECT_EQ(SpeechActivity::hasSpeech(c.samples, 16000), c.speech) << c.name;
+}
+
+TEST(SpeechActivityTest, QuietestPointFallsInAPause) {
+  auto samples = syllables(2, 0.3);
+  for (std::size_t from : {std::size_t{0}, std::size_t{8000}, std::size_t{12345}}) {
+    std::size_t cut = SpeechActivity::quietestPoint(samples, 16000, from, from + 12800);
+    ASSERT_GE(cut, from);
+    ASSERT_LE(cut, from + 12800);
+    EXPECT_GE((cut / 16) % 250, 150u) << "cut at " << cut << " lies inside a burst";
+  }
+  EXPECT_EQ(SpeechActivity::quietestPoint(samples, 16000, 100, 110), 110u);
+}
+
+class WhisperModelFileTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    dir_ = new test::TempDir();
+    ASSERT_TRUE(SyntheticWhisperModel::write(model(), SyntheticWhisperModel::Architecture::tinyEn));
+  }
+  static void TearDownTestSuite() {
+    delete dir_;
+    dir_ = nullptr;
+  }
+  static std::filesystem::path model() { return *dir_ / "ggml-tiny.en.bin"; }
+  static test::TempDir* dir_;
+};
+test::TempDir* WhisperModelFileTest::dir_ = nullptr;
+
+TEST_F(WhisperModelFileTest, SyntheticModelHasTheRealShape) {
+  auto info = inspectWhisperModel(model());
+  ASSERT_TRUE(info.ok()) << info.error();
+  EXPECT_EQ(info.value().size(), "tiny");
+  EXPECT_FALSE(info.value().multilingual());
+  EXPECT_EQ(info.value().state, 384);
+  EXPECT_EQ(info.value().tensors, 11 + 15 * 4 + 24 * 4);
+  // Within a few kilobytes of the published tiny.en file.
+  EXPECT_NEAR(static_cast<double>(std::filesystem::file_size(model())), 77691713.0, 100000);
+
+  auto base = *dir_ / "ggml-base.en.bin";
+  ASSERT_TRUE(SyntheticWhisperModel::write(base, SyntheticWhisperModel::Architecture::baseEn));
+  auto baseInfo = inspectWhisperModel(base);
+  ASSERT_TRUE(baseInfo.ok()) << baseInfo.error();
+  EXPECT_EQ(baseInfo.value().size(), "base");
+  EXPECT_EQ(baseInfo.value().state, 512);
+  std::filesystem::remove(base);
+}
+
+TEST_F(WhisperModelFileTest, DamagedFilesAreRefusedWithAReason) {
+  auto whole = std::filesystem::file_size(model());
+  struct Case {
+    const char* name;
+    std::uintmax_t keep;  // bytes of the real model kept; 0 = other contents
+    std::string contents;
+    std::string reason;
+  };
+  const Case cases[] = {
+      {"header only", 20, {}, "truncated"},
+      {"cut in the vocabulary", 40000, {}, "truncated"},
+      {"cut in a tensor", whole / 2, {}, "truncated"},
+      {"last byte missing", whole - 1, {}, "truncated"},
+      {"text file", 0, "this is not a model\n", "not a whisper model"},
+      {"empty", 0, "", "not a whisper model"},
+      {"ggml magic, nonsense after", 0, std::string("lmgg") + std::string(64, '\x7f'), "not a whisper model"},
+  };
+  for (const auto& c : cases) {
+    auto file = *dir_ / "damaged.bin";
+    if (c.keep) {
+      std::filesystem::copy_file(model(), file, std::filesystem::copy_options::overwrite_existing);
+      std::filesystem::resize_file(file, c.keep);
+    } else {
+      test::writeFile(file, c.contents);
+    }
+    auto info = inspectWhisperModel(file);
+    ASSERT_FALSE(info.ok()) << c.name;
+    EXPECT_NE(info.error().find(c.reason), std::string::npos) << c.name << ": " << info.error();
+  }
+  auto missing = inspectWhisperModel(*dir_ / "ggml-none.bin");
+  ASSERT_FALSE(missing.ok());
+  EXPECT_NE(missing.error().find("not found"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace murvelo
