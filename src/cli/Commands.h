@@ -18,6 +18,8 @@ int runHistory(CommandContext& context);
 int runDemo(CommandContext& context);
 int runSimulate(CommandContext& context);
 int runTranscribe(CommandContext& context);
+int runDevices(CommandContext& context);
+int runRecord(CommandContext& context);
 
 // Every subcommand, in the order the usage lists them.
 inline constexpr Command kCommands[] = {
@@ -27,6 +29,8 @@ inline constexpr Command kCommands[] = {
     {"history", "print recent dictations, or clear them", runHistory},
     {"simulate", "run a dictation scenario on simulated devices in virtual time", runSimulate},
     {"transcribe", "print the raw transcript of an audio file", runTranscribe},
+    {"devices", "list the audio inputs as JSON", runDevices},
+    {"record", "capture from the microphone into a 16 kHz WAV file", runRecord},
 };
 
 }  // namespace murvelo::cli

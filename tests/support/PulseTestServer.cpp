@@ -1,11 +1,13 @@
 #include "support/PulseTestServer.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -156,7 +158,6 @@ bool PulseTestServer::start() {
     }
     if (std::filesystem::exists(dir_ / "native") && pactl({"info"})) {
       fifo_ = open((dir_ / "speech.fifo").c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-      if (fifo_ >= 0) fcntl(fifo_, F_SETFL, fcntl(fifo_, F_GETFL) & ~O_NONBLOCK);
       return true;
     }
     std::this_thread::sleep_for(20ms);
@@ -194,9 +195,20 @@ bool PulseTestServer::feed(const std::vector<float>& samples, bool realTime) {
   for (std::size_t offset = 0; offset < total;) {
     std::size_t length = std::min(chunk, total - offset);
     ssize_t written = write(fifo_, bytes + offset, length);
+    if (written < 0 && errno == EAGAIN) {
+      // The source reads only while something records from it; what nobody records is lost,
+      // as with a real microphone.
+      pollfd ready{fifo_, POLLOUT, 0};
+      if (poll(&ready, 1, 100) <= 0) {
+        if (!realTime) return false;
+        written = static_cast<ssize_t>(length);
+      } else {
+        continue;
+      }
+    }
     if (written <= 0) return false;
     offset += static_cast<std::size_t>(written);
-    if (realTime) {
+    if (realTime && offset % chunk == 0) {
       next += 20ms;
       std::this_thread::sleep_until(next);
     }

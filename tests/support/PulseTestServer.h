@@ -39,7 +39,8 @@ class PulseTestServer {
   std::string log() const;
 
   // Writes samples into the speech source. Real time paces them like a microphone (20 ms
-  // chunks); otherwise they go in as fast as the server reads.
+  // chunks); otherwise they go in as fast as the server reads. The source reads only while a
+  // stream records from it: real-time audio nobody takes is dropped, as a microphone's would be.
   bool feed(const std::vector<float>& samples, bool realTime);
   // Runs pactl against this server; its standard output, or none on failure.
   bool pactl(const std::vector<std::string>& args, std::string* out = nullptr);
