@@ -240,6 +240,22 @@ bool pronounI(std::vector<Token>& tokens, const Options& options) {
   return changed;
 }
 
+// A recogniser that prints lower case leaves day names small; they are names wherever they stand.
+bool weekdayNames(std::vector<Token>& tokens, const Options& options) {
+  if (!options.capitalise) return false;
+  bool changed = false;
+  for (auto& token : tokens) {
+    if (token.literal || token.text.isEmpty() || !u_islower(token.text.char32At(0))) continue;
+    const std::int32_t end = trailingMarksStart(token.text);
+    const icu::UnicodeString word(token.text, 0, end);
+    if (!words::contains(Set::weekdays, lowerUtf8(word)) || word != icu::UnicodeString(word).toLower())
+      continue;
+    token.text.setCharAt(0, static_cast<UChar>(u_toupper(token.text.charAt(0))));
+    changed = true;
+  }
+  return changed;
+}
+
 bool atSentenceStart(const std::vector<Token>& tokens, std::size_t i, const Options& options) {
   if (i == 0) return options.sentenceStart;
   return endsSentence(tokens[i - 1]) || tokens[i].gapBefore.indexOf(u'\n') >= 0;
@@ -310,10 +326,14 @@ struct CorePass {
 
 // In order: words go first, then marks, then capitals, which depend on where sentences end.
 const CorePass kCorePasses[] = {
-    {"hesitation", removeHesitations},           {"spoken-punctuation", spokenPunctuation},
-    {"punctuation-spacing", punctuationSpacing}, {"pronoun-i", pronounI},
-    {"introductory-comma", introductoryComma},   {"closing-full-stop", closingFullStop},
-    {"sentence-capitals", sentenceCapitals},
+    {"hesitation", removeHesitations},            // words first
+    {"spoken-punctuation", spokenPunctuation},    // then marks
+    {"punctuation-spacing", punctuationSpacing},  //
+    {"pronoun-i", pronounI},                      // then capitals, which depend on where sentences end
+    {"weekday-names", weekdayNames},              //
+    {"introductory-comma", introductoryComma},    //
+    {"closing-full-stop", closingFullStop},       //
+    {"sentence-capitals", sentenceCapitals},      //
 };
 
 }  // namespace

@@ -46,6 +46,7 @@ const Members kNounsBeforePeriod = {
     "its",         "warranty",  "notice",     "review",   "reporting", "accounting",   "vesting",
     "holding",     "lookback",  "benefit",    "coverage", "menstrual", "recovery",     "incubation",
     "orientation", "probation", "settlement", "lease",    "election",  "enrollment",   "honeymoon"};
+const Members kWeekdays = {"monday", "tuesday", "wednesday", "thursday", "friday", "saturday", "sunday"};
 const Members kListWordNeighbours = {"of", "item",  "items",  "for",     "in",
                                      "on", "style", "number", "numbers", "spacing"};
 const Members kFillerFunctionWords = {
@@ -98,17 +99,27 @@ const Members kSentenceStarters = {
 
 using Table = std::unordered_set<std::string_view>;
 
-const std::array<Table, 19>& tables() {
-  static const std::array<Table, 19> built = {
-      Table(kHesitations),         Table(kPronounI),
-      Table(kShortWords),          Table(kQuantifiers),
-      Table(kAbbreviations),       Table(kIntroductory),
-      Table(kDeterminers),         Table(kDeterminersAndConjunctions),
-      Table(kPrepositions),        Table(kNounsBeforePeriod),
-      Table(kListWordNeighbours),  Table(kFillerFunctionWords),
-      Table(kObjectsAndSofteners), Table(kCopulasAndSenseVerbs),
-      Table(kInterjections),       Table(kSubjects),
-      Table(kClauseOpeners),       Table(kConjunctions),
+const std::array<Table, 20>& tables() {
+  static const std::array<Table, 20> built = {
+      Table(kHesitations),
+      Table(kPronounI),
+      Table(kShortWords),
+      Table(kQuantifiers),
+      Table(kAbbreviations),
+      Table(kIntroductory),
+      Table(kDeterminers),
+      Table(kDeterminersAndConjunctions),
+      Table(kPrepositions),
+      Table(kNounsBeforePeriod),
+      Table(kListWordNeighbours),
+      Table(kWeekdays),
+      Table(kFillerFunctionWords),
+      Table(kObjectsAndSofteners),
+      Table(kCopulasAndSenseVerbs),
+      Table(kInterjections),
+      Table(kSubjects),
+      Table(kClauseOpeners),
+      Table(kConjunctions),
       Table(kSentenceStarters),
   };
   return built;

@@ -18,6 +18,7 @@ enum class Set {
   prepositions,
   nounsBeforePeriod,
   listWordNeighbours,
+  weekdays,
   // The "like" decisions of the filler stage.
   fillerFunctionWords,
   objectsAndSofteners,

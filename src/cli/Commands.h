@@ -17,7 +17,10 @@ int runSettings(CommandContext& context);
 int runHistory(CommandContext& context);
 int runDemo(CommandContext& context);
 int runSimulate(CommandContext& context);
+int runClean(CommandContext& context);
+int runWords(CommandContext& context);
 int runTranscribe(CommandContext& context);
+int runDictate(CommandContext& context);
 int runDevices(CommandContext& context);
 int runRecord(CommandContext& context);
 
@@ -28,7 +31,10 @@ inline constexpr Command kCommands[] = {
     {"settings", "print the settings, or set one", runSettings},
     {"history", "print recent dictations, or clear them", runHistory},
     {"simulate", "run a dictation scenario on simulated devices in virtual time", runSimulate},
+    {"clean", "clean up text read on standard input at a cleanup level", runClean},
+    {"words", "add, list or remove your corrections (My Words)", runWords},
     {"transcribe", "print the raw transcript of an audio file", runTranscribe},
+    {"dictate", "dictate an audio file through the whole program and print the text", runDictate},
     {"devices", "list the audio inputs as JSON", runDevices},
     {"record", "capture from the microphone into a 16 kHz WAV file", runRecord},
 };

@@ -8,6 +8,9 @@
 #include "base/DefaultsStore.h"
 #include "base/Log.h"
 #include "base/ManualLoop.h"
+#include "cleanup/CleanupStep.h"
+#include "cleanup/CorrectionsDictionary.h"
+#include "cleanup/DeterministicFormat.h"
 #include "history/HistoryStore.h"
 #include "sim/SimulatedDevices.h"
 
@@ -69,7 +72,9 @@ std::vector<std::string> runScenario(const std::vector<ScenarioStep>& steps,
   SimulatedSpeech speech(loop);
   SimulatedCursor cursor(loop);
   SimulatedInserter inserter;
-  SimulatedCleaner cleaner;
+  CorrectionsDictionary corrections(defaults);
+  const cleanup::DeterministicFormat format;
+  CleanupStep cleaner(&format, corrections);  // the program's own cleanup
 
   inserter.onDeliver = [&](const SimulatedInserter::Delivery& delivery) {
     transcript->add("deliver " + quoted(delivery.text) + " " + std::string(outcomeName(delivery.outcome)));

@@ -1,6 +1,5 @@
 #include "sim/SimulatedDevices.h"
 
-#include <unicode/regex.h>
 #include <unicode/unistr.h>
 
 #include "base/Log.h"
@@ -162,32 +161,6 @@ TextInserter::Outcome SimulatedInserter::insert(std::string_view text, bool auto
   deliveries_.push_back({std::string(text), outcome, run});
   if (onDeliver) onDeliver(deliveries_.back());
   return outcome;
-}
-
-// ---- cleanup ----
-
-CleanedTranscript SimulatedCleaner::clean(std::string_view raw, CleanupLevel level, bool sentenceStart,
-                                          bool) const {
-  CleanedTranscript result;
-  result.text = std::string(raw);
-  if (level == CleanupLevel::none || result.text.empty()) return result;
-  if (sentenceStart && result.text[0] >= 'a' && result.text[0] <= 'z')
-    result.text[0] = char(result.text[0] - 32);
-  char last = result.text.back();
-  if (last != '.' && last != '?' && last != '!' && last != '\n') result.text += '.';
-
-  // A dictation that stops on a connector is left open for the next one.
-  static const icu::UnicodeString kDangling(
-      u"(?i)\\b(?:whether|because|to|about|if|when|with|for|and|or|but|the|a|an|my|your|our|their|I mean|no "
-      u"wait|scratch that|correction)\\s*$");
-  UErrorCode status = U_ZERO_ERROR;
-  icu::RegexMatcher matcher(kDangling, icu::UnicodeString::fromUTF8(icu::StringPiece(raw.data(), raw.size())),
-                            0, status);
-  if (U_SUCCESS(status) && matcher.find() && !raw.ends_with(".") && result.text.ends_with(".")) {
-    result.text.pop_back();
-    result.edits.push_back({"restore-unfinished-ending", ".", ""});
-  }
-  return result;
 }
 
 }  // namespace murvelo::sim

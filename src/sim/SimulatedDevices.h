@@ -145,13 +145,4 @@ class SimulatedInserter : public TextInserter {
   std::vector<Delivery> deliveries_;
 };
 
-// A deliberately small cleanup for simulations: at every level but Off it capitalises a sentence
-// start and closes the text with a full stop, and it keeps a dictation that stops mid-thought
-// open. The program's real cleaner replaces it wherever real text matters.
-class SimulatedCleaner : public TranscriptCleaner {
- public:
-  CleanedTranscript clean(std::string_view raw, CleanupLevel level, bool sentenceStart,
-                          bool developerVocabulary) const override;
-};
-
 }  // namespace murvelo::sim

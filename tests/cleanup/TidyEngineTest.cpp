@@ -235,6 +235,7 @@ TEST(TidyCore, WordsMarksAndCapitals) {
       {"run `git  status` now", "Run `git  status` now."},  // spacing inside code stays
       {"so the thing is and", "So the thing is and"},       // trailing off: no full stop
       {"Already done.", "Already done."},
+      {"see you on friday or saturday", "See you on Friday or Saturday."},
   };
   for (const auto& c : cases) {
     std::vector<FormatEdit> edits;
@@ -247,7 +248,7 @@ TEST(TidyCore, WordsMarksAndCapitals) {
 
 TEST(TidyLevel, WholePath) {
   const TextCase cases[] = {
-      {"let's meet monday at 3, no wait, tuesday at 4", "Let's meet tuesday at 4."},
+      {"let's meet monday at 3, no wait, tuesday at 4", "Let's meet Tuesday at 4."},
       {"um so like, we need three boxes, no, four boxes", "So we need four boxes."},
       {"I went to the store and", "I went to the store and"},
       {"I went to the store because", "I went to the store because"},

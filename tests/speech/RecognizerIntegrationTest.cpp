@@ -170,10 +170,13 @@ TEST_F(PocketSphinxIntegrationTest, OtherRatesFormatsAndByteOrdersGiveTheSameWor
 
 TEST_F(PocketSphinxIntegrationTest, StreamingFromA48kHzMicrophoneRecognisesSpeech) {
   WER::Result total;
-  for (const auto& clip : librivoxClips()) {
+  auto clips = librivoxClips();
+  ASSERT_GE(clips.size(), 5u);
+  // The two shortest clips, spoken into a 48 kHz microphone at its own pace.
+  for (const auto& clip : {clips[1], clips[4]}) {
     auto samples = readAudioFile(clip.file, 48000);
     ASSERT_TRUE(samples.ok());
-    auto dictation = stream(engine, loop, samples.value(), 48000);
+    auto dictation = stream(engine, loop, samples.value(), 48000, true);
     ASSERT_TRUE(dictation.text.has_value()) << clip.file.filename();
     auto score = WER::score(clip.transcript, *dictation.text);
     EXPECT_LE(score.errorRate(), kMaxClipWER) << clip.file.filename() << ": " << *dictation.text;
@@ -205,7 +208,7 @@ class WhisperIntegrationTest : public ::testing::Test {
 test::TempDir* WhisperIntegrationTest::dir_ = nullptr;
 
 TEST_F(WhisperIntegrationTest, SyntheticModelLoadsStreamsAndFinishesInsideTheRace) {
-  auto whisper = std::make_shared<WhisperRecognizer>(model(), 2);
+  auto whisper = std::make_shared<WhisperRecognizer>(model(), WhisperRecognizer::defaultThreads());
   ASSERT_TRUE(whisper->ensureAssets());
   SpeechEngine engine(loop, timer, whisper, dir_->path());
   auto clips = librivoxClips();
@@ -224,7 +227,7 @@ TEST_F(WhisperIntegrationTest, SyntheticModelLoadsStreamsAndFinishesInsideTheRac
 }
 
 TEST_F(WhisperIntegrationTest, SilenceAndNoiseGiveNoText) {
-  auto whisper = std::make_shared<WhisperRecognizer>(model(), 2);
+  auto whisper = std::make_shared<WhisperRecognizer>(model(), WhisperRecognizer::defaultThreads());
   SpeechEngine engine(loop, timer, whisper, dir_->path());
   std::mt19937 random(3);
   std::normal_distribution<float> gauss(0, 0.1f);

@@ -1,0 +1,96 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "base/DefaultsStore.h"
+#include "cleanup/CleanupStep.h"
+#include "cleanup/CorrectionsDictionary.h"
+
+namespace murvelo {
+namespace {
+
+// A Format engine that answers as told, or throws.
+class FakeFormat : public cleanup::FormatEngine {
+ public:
+  cleanup::FormatResult answer;
+  bool fails = false;
+  mutable std::string seen;
+
+  cleanup::FormatResult format(std::string_view raw, bool, bool) const override {
+    seen = std::string(raw);
+    if (fails) throw std::runtime_error("layout failed");
+    return answer;
+  }
+};
+
+class CleanupStepTest : public ::testing::Test {
+ protected:
+  InMemoryDefaultsStore store_;
+  CorrectionsDictionary dictionary_{store_};
+};
+
+TEST_F(CleanupStepTest, OffKeepsTheWordsButStillCorrects) {
+  ASSERT_TRUE(dictionary_.add("teh", "the").isOk());
+  const CleanupStep step(nullptr, dictionary_);
+  const auto cleaned = step.clean("um teh cat", CleanupLevel::none, true, false);
+  EXPECT_EQ(cleaned.text, "um the cat");
+  EXPECT_FALSE(cleaned.fallback);
+}
+
+TEST_F(CleanupStepTest, TidyCleansAndKeepsADanglingEndingOpen) {
+  const CleanupStep step(nullptr, dictionary_);
+  EXPECT_EQ(
+      step.clean("um we meet monday at 3, no wait, tuesday at 4", CleanupLevel::light, true, false).text,
+      "We meet Tuesday at 4.");
+  EXPECT_EQ(step.clean("we went to the store and", CleanupLevel::light, true, false).text,
+            "We went to the store and");
+  EXPECT_EQ(step.clean("we went to the store and.", CleanupLevel::light, true, false).text,
+            "We went to the store and.");
+  EXPECT_EQ(step.clean("and then we left", CleanupLevel::light, false, false).text, "and then we left.");
+}
+
+TEST_F(CleanupStepTest, TidyFallsBackToTheRawTextWhenACheckFails) {
+  const CleanupStep step(nullptr, dictionary_);
+  const auto cleaned = step.clean("Go. if it rains. we stay", CleanupLevel::light, true, false);
+  EXPECT_EQ(cleaned.text, "Go. if it rains. we stay");
+  EXPECT_EQ(cleaned.fallback, "ambiguous-tidy-conditional-join");
+}
+
+TEST_F(CleanupStepTest, FormatLevelsUseTheEngineAndItsOutcome) {
+  FakeFormat engine;
+  const CleanupStep step(&engine, dictionary_);
+  engine.answer = {"Hello.\n\nBye.", {{"explicit-topic-break", "a", "b"}}, std::nullopt};
+  auto cleaned = step.clean("hello bye", CleanupLevel::format, true, false);
+  EXPECT_EQ(cleaned.text, "Hello.\n\nBye.");
+  EXPECT_EQ(cleaned.edits.size(), 1u);
+  EXPECT_FALSE(cleaned.fallback);
+  EXPECT_EQ(engine.seen, "hello bye");
+
+  engine.answer = {"hello bye", {}, std::nullopt};
+  EXPECT_EQ(step.clean("hello bye", CleanupLevel::medium, true, false).fallback, "format-unchanged");
+
+  engine.answer = {"hello bye", {}, "tidy-dropped-question-mark"};
+  EXPECT_EQ(step.clean("hello bye", CleanupLevel::format, true, false).fallback,
+            "tidy-dropped-question-mark");
+
+  engine.fails = true;
+  cleaned = step.clean("hello bye", CleanupLevel::format, true, false);
+  EXPECT_EQ(cleaned.text, "hello bye");
+  EXPECT_EQ(cleaned.fallback, "format-safe-fallback");
+}
+
+TEST_F(CleanupStepTest, WithoutAFormatEngineTheTextIsUnchanged) {
+  const CleanupStep step(nullptr, dictionary_);
+  const auto cleaned = step.clean("hello there", CleanupLevel::format, true, false);
+  EXPECT_EQ(cleaned.text, "hello there");
+  EXPECT_EQ(cleaned.fallback, "format-unchanged");
+}
+
+TEST_F(CleanupStepTest, DeveloperPackFollowsTheSetting) {
+  const CleanupStep step(nullptr, dictionary_);
+  EXPECT_EQ(step.clean("open github", CleanupLevel::none, true, false).text, "open github");
+  EXPECT_EQ(step.clean("open github", CleanupLevel::none, true, true).text, "open GitHub");
+}
+
+}  // namespace
+}  // namespace murvelo

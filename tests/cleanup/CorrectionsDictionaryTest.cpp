@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include "base/DefaultsStore.h"
+#include "cleanup/CorrectionsDictionary.h"
+
+namespace murvelo {
+namespace {
+
+std::string correct(CorrectionsDictionary& dictionary, std::string_view text, bool developer = false,
+                    bool shared = true) {
+  return CorrectionsDictionary::apply(text, dictionary.compiled(shared, developer), nullptr);
+}
+
+TEST(CorrectionsDictionary, AddReplacesTheSameWrongInAnyCase) {
+  InMemoryDefaultsStore store;
+  CorrectionsDictionary dictionary(store);
+  ASSERT_TRUE(dictionary.add("teh", "the").isOk());
+  ASSERT_TRUE(dictionary.add("Teh", "The").isOk());
+  ASSERT_EQ(dictionary.entries().size(), 1u);
+  EXPECT_EQ(dictionary.entries()[0].wrong, "Teh");
+  EXPECT_EQ(dictionary.entries()[0].right, "The");
+  EXPECT_TRUE(dictionary.add("", "x").isOk());  // empty texts are ignored
+  EXPECT_TRUE(dictionary.add("x", "").isOk());
+  EXPECT_EQ(dictionary.entries().size(), 1u);
+}
+
+TEST(CorrectionsDictionary, PersistsUnderItsKeyAndSurvivesBadData) {
+  InMemoryDefaultsStore store;
+  {
+    CorrectionsDictionary dictionary(store);
+    ASSERT_TRUE(dictionary.add("murvello", "Murvelo").isOk());
+  }
+  CorrectionsDictionary reloaded(store);
+  reloaded.load();
+  ASSERT_EQ(reloaded.entries().size(), 1u);
+  EXPECT_EQ(reloaded.entries()[0].right, "Murvelo");
+  EXPECT_EQ(reloaded.entries()[0].id.size(), 36u);
+
+  const std::string broken = "[{\"id\":1}]";
+  ASSERT_TRUE(store.setData("correctionsDictionary", Bytes(broken.begin(), broken.end())).isOk());
+  reloaded.load();
+  EXPECT_TRUE(reloaded.entries().empty());
+
+  Status saved = Status::ok();
+  EXPECT_FALSE(reloaded.remove("nothing", saved));
+}
+
+TEST(CorrectionsDictionary, Matching) {
+  InMemoryDefaultsStore store;
+  CorrectionsDictionary dictionary(store);
+  ASSERT_TRUE(dictionary.add("cat", "dog").isOk());
+  ASSERT_TRUE(dictionary.add("new york", "NYC").isOk());
+  ASSERT_TRUE(dictionary.add("york", "Yorke").isOk());
+  ASSERT_TRUE(dictionary.add("price", "$1 \\2").isOk());
+  struct Case {
+    const char* input;
+    const char* output;
+  };
+  const Case cases[] = {
+      {"the CAT sat", "the dog sat"},                // any case, inserted as written
+      {"concatenate", "concatenate"},                // whole words only
+      {"cat-like cat's", "dog-like dog's"},          // punctuation is a word edge
+      {"in new york and york", "in NYC and Yorke"},  // the longer phrase first
+      {"in newyork", "in NYC"},                      // a phrase also matches run together
+      {"the price", "the $1 \\2"},                   // "$" and "\" stand for themselves
+      {"see `cat` and cat", "see `cat` and dog"},    // protected code stays
+  };
+  for (const auto& c : cases) EXPECT_EQ(correct(dictionary, c.input), c.output) << c.input;
+}
+
+TEST(CorrectionsDictionary, PacksAndPersonalEntries) {
+  InMemoryDefaultsStore store;
+  CorrectionsDictionary dictionary(store);
+  EXPECT_FALSE(CorrectionsDictionary::sharedPack().empty());
+  EXPECT_FALSE(CorrectionsDictionary::developerPack().empty());
+  EXPECT_EQ(correct(dictionary, "open you tube"), "open YouTube");
+  EXPECT_EQ(correct(dictionary, "open you tube", false, false), "open you tube");  // shared pack off
+  EXPECT_EQ(correct(dictionary, "push to github"), "push to github");              // developer pack off
+  EXPECT_EQ(correct(dictionary, "push to github", true), "push to GitHub");
+  EXPECT_EQ(correct(dictionary, "open the type script file", true), "open the TypeScript file");
+
+  // A personal "git hub" takes over the pack's "github": its run-together variant is the same word.
+  ASSERT_TRUE(dictionary.add("git hub", "Git-Hub").isOk());
+  EXPECT_EQ(correct(dictionary, "push to github", true), "push to Git-Hub");
+  EXPECT_EQ(correct(dictionary, "push to git hub", true), "push to Git-Hub");
+}
+
+TEST(CorrectionsDictionary, CompilationIsCachedByKey) {
+  InMemoryDefaultsStore store;
+  CorrectionsDictionary dictionary(store);
+  const auto first = dictionary.compiled(true, false);
+  EXPECT_EQ(dictionary.compiled(true, false).size(), first.size());
+  EXPECT_GT(dictionary.compiled(true, true).size(), first.size());
+  ASSERT_TRUE(dictionary.add("zz top", "ZZ Top").isOk());
+  EXPECT_EQ(dictionary.compiled(true, false).size(), first.size() + 2);  // two variants
+}
+
+TEST(CorrectionsDictionary, PackDecoding) {
+  EXPECT_EQ(CorrectionsDictionary::decodePack("[{\"wrong\":\"a\",\"right\":\"b\"}]").size(), 1u);
+  EXPECT_TRUE(CorrectionsDictionary::decodePack("{").empty());
+  EXPECT_TRUE(CorrectionsDictionary::decodePack("[{\"wrong\":1,\"right\":\"b\"}]").empty());
+}
+
+}  // namespace
+}  // namespace murvelo

@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "base/DefaultsStore.h"
+#include "base/TextTrim.h"
+#include "cleanup/CleanupStep.h"
+#include "cleanup/CorrectionsDictionary.h"
+#include "cleanup/DictationTextSafety.h"
+#include "support/DictationGenerator.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define MURVELO_UNDER_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define MURVELO_UNDER_SANITIZER 1
+#endif
+#endif
+
+namespace murvelo {
+namespace {
+
+#ifdef MURVELO_UNDER_SANITIZER
+// The sanitizer makes every input several times slower; fewer inputs keep the suite's time sane.
+constexpr int kInputs = 3000;
+constexpr double kLimitMillis = 1000;
+#else
+constexpr int kInputs = 20000;
+constexpr double kLimitMillis = 100;
+#endif
+
+// Mostly dictation-sized inputs, some long ones, a few at and past the 8000-character limit.
+std::size_t pickLength(testing::DictationGenerator& generator) {
+  const std::size_t kind = generator.pick(100);
+  if (kind < 90) return 300;
+  if (kind < 99) return 2000;
+  return 9000;
+}
+
+// Every literal of the input is still there, in order (a correction may add one, as "node js" to
+// "Node.js", never take one away).
+bool keepsLiterals(const std::string& output, const std::string& input) {
+  const auto kept = cleanup::protectedLiterals(output);
+  std::size_t at = 0;
+  for (const auto& literal : cleanup::protectedLiterals(input)) {
+    while (at < kept.size() && kept[at] != literal) ++at;
+    if (at == kept.size()) return false;
+    ++at;
+  }
+  return true;
+}
+
+double millisToClean(const CleanupStep& step, const std::string& raw, CleanedTranscript& out) {
+  const auto start = std::chrono::steady_clock::now();
+  out = step.clean(raw, CleanupLevel::light, true, true);
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+TEST(TidyRobustness, GeneratedDictationsNeitherCrashNorHangNorLoseLiterals) {
+  InMemoryDefaultsStore store;
+  CorrectionsDictionary dictionary(store);
+  const CleanupStep step(nullptr, dictionary);
+  int checked = 0;
+  for (std::uint32_t seed = 1; checked < kInputs; ++seed) {
+    testing::DictationGenerator generator(seed, seed % 2 == 0 ? 0.35 : 0.6);
+    // Half the inputs are plausible dictation, half hostile byte soup built from the same pieces.
+    const std::string input = seed % 2 == 0 ? generator.dictation(1 + generator.pick(80))
+                                            : generator.hostile(pickLength(generator));
+    const std::string raw = trimWhitespaceAndNewlines(input);  // as the controller hands it over
+    CleanedTranscript cleaned;
+    double millis = millisToClean(step, raw, cleaned);
+    if (millis > kLimitMillis) {
+      // A busy machine can stall any one call; a slow input is slow every time.
+      millis = std::min(millis, millisToClean(step, raw, cleaned));
+    }
+    ++checked;
+    ASSERT_LE(millis, kLimitMillis) << "seed " << seed << ": " << raw.size() << " bytes";
+    ASSERT_TRUE(keepsLiterals(cleaned.text, raw)) << "seed " << seed << ": " << cleaned.text;
+  }
+  EXPECT_EQ(checked, kInputs);
+}
+
+}  // namespace
+}  // namespace murvelo

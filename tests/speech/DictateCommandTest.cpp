@@ -1,0 +1,121 @@
+// murvelo-cli transcribe and dictate, end to end: synthesised speech through the real controller,
+// the streaming engine and its fallback, and both recognisers.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "accuracy/WER.h"
+#include "speech/AudioFile.h"
+#include "speech/SyntheticWhisperModel.h"
+#include "support/RunProcess.h"
+#include "support/TempDir.h"
+
+namespace murvelo {
+namespace {
+
+constexpr const char* kSentence = "The meeting is on Tuesday at three o'clock in the afternoon.";
+
+class DictateCommandTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    dir_ = new test::TempDir();
+    ASSERT_TRUE(SyntheticWhisperModel::write(model(), SyntheticWhisperModel::Architecture::tinyEn));
+    // A speaker who pauses half a second before and after the sentence.
+    auto spoken = test::runProcess(
+        "/usr/bin/espeak-ng", {"-v", "en-us", "-s", "140", "-w", (*dir_ / "spoken.wav").string(), kSentence});
+    ASSERT_EQ(spoken.exitCode, 0) << spoken.err;
+    auto converted =
+        test::runProcess("/usr/bin/sox", {"-q", (*dir_ / "spoken.wav").string(), "-r", "16000", "-c", "1",
+                                          "-b", "16", sample().string(), "pad", "0.5", "0.5"});
+    ASSERT_EQ(converted.exitCode, 0) << converted.err;
+  }
+  static void TearDownTestSuite() {
+    delete dir_;
+    dir_ = nullptr;
+  }
+  static std::filesystem::path model() { return *dir_ / "ggml-tiny.en.bin"; }
+  static std::filesystem::path sample() { return *dir_ / "sample.wav"; }
+
+  test::ProcessResult run(const std::vector<std::string>& args) {
+    return test::runProcess(MURVELO_CLI_PATH, args,
+                            {{"XDG_CONFIG_HOME", home_.path().string()},
+                             {"XDG_DATA_HOME", home_.path().string()},
+                             {"XDG_RUNTIME_DIR", home_.path().string()},
+                             {"MURVELO_LOG_LEVEL", "error"}});
+  }
+
+  static test::TempDir* dir_;
+  test::TempDir home_;
+};
+test::TempDir* DictateCommandTest::dir_ = nullptr;
+
+std::string delivered(const test::ProcessResult& result) {
+  auto json = nlohmann::json::parse(result.out, nullptr, false);
+  return json.is_string() ? json.get<std::string>() : "<not one JSON string: " + result.out + ">";
+}
+
+TEST_F(DictateCommandTest, PocketSphinxDictatesSynthesisedSpeechThroughTheWholeProgram) {
+  auto result = run({"dictate", "--wav", sample().string(), "--engine", "pocketsphinx", "--level", "none"});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  std::string text = delivered(result);
+  EXPECT_EQ(text.back(), ' ') << "a trailing space follows the text";
+  // pocketsphinx hears a synthetic voice poorly, but not nothing: "three o'clock" at least.
+  auto score = WER::score(kSentence, text);
+  EXPECT_GE(score.hits, 2) << text;
+  EXPECT_LT(score.errorRate(), 1.0) << text;
+  EXPECT_NE(result.err.find("engine pocketsphinx, path streaming, key-up to text"), std::string::npos)
+      << result.err;
+}
+
+TEST_F(DictateCommandTest, WhisperDictatesAtRealPaceAndTheCursorDecidesTheLeadingSpace) {
+  auto result = run({"dictate", "--wav", sample().string(), "--engine", "whisper", "--model",
+                     model().string(), "--before-cursor", "Notes:", "--realtime"});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  std::string text = delivered(result);
+  ASSERT_GT(text.size(), 2u);
+  EXPECT_EQ(text.front(), ' ') << "after \"Notes:\" the text needs a space";
+  EXPECT_NE(result.err.find("engine whisper, path streaming"), std::string::npos) << result.err;
+}
+
+TEST_F(DictateCommandTest, SilenceFallsBackToTheFileAndDeliversNothing) {
+  auto silence = home_ / "silence.wav";
+  ASSERT_TRUE(writePcm16Wav(silence, std::vector<float>(32000, 0.0f), 16000));
+  auto result =
+      run({"dictate", "--wav", silence.string(), "--engine", "whisper", "--model", model().string()});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_NE(result.err.find("path file fallback"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("no words recognised"), std::string::npos) << result.err;
+}
+
+TEST_F(DictateCommandTest, ABrokenWhisperModelFallsBackToPocketSphinx) {
+  auto broken = home_ / "ggml-base.en.bin";
+  test::writeFile(broken, "truncated download");
+  auto result = run({"transcribe", sample().string(), "--engine", "whisper", "--model", broken.string()});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.err.find("not a whisper model"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("engine pocketsphinx"), std::string::npos) << result.err;
+  EXPECT_FALSE(result.out.empty());
+}
+
+TEST_F(DictateCommandTest, TranscribeFindsAnInstalledModelAndRefusesBadArguments) {
+  std::filesystem::create_directories(home_ / "murvelo" / "models");
+  std::filesystem::copy_file(model(), home_ / "murvelo" / "models" / "ggml-tiny.en.bin");
+  auto result = run({"transcribe", sample().string()});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.err.find("engine whisper"), std::string::npos) << result.err;
+
+  const std::vector<std::vector<std::string>> bad = {
+      {"transcribe"},
+      {"transcribe", "a.wav", "b.wav"},
+      {"transcribe", sample().string(), "--engine", "kaldi"},
+      {"dictate"},
+      {"dictate", "--wav", sample().string(), "--level", "medium"},
+      {"dictate", "--wav", sample().string(), "extra"},
+  };
+  for (const auto& args : bad) EXPECT_EQ(run(args).exitCode, 2) << ::testing::PrintToString(args);
+  EXPECT_EQ(run({"transcribe", (home_ / "missing.wav").string(), "--engine", "pocketsphinx"}).exitCode, 1);
+}
+
+}  // namespace
+}  // namespace murvelo
