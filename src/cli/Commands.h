@@ -22,6 +22,8 @@ int runWords(CommandContext& context);
 int runTranscribe(CommandContext& context);
 int runDictate(CommandContext& context);
 int runModels(CommandContext& context);
+int runDevices(CommandContext& context);
+int runRecord(CommandContext& context);
 
 // Every subcommand, in the order the usage lists them.
 inline constexpr Command kCommands[] = {
@@ -35,6 +37,8 @@ inline constexpr Command kCommands[] = {
     {"transcribe", "print the raw transcript of an audio file", runTranscribe},
     {"dictate", "dictate an audio file through the whole program and print the text", runDictate},
     {"models", "list whisper models, or download one", runModels},
+    {"devices", "list the audio inputs as JSON", runDevices},
+    {"record", "capture from the microphone into a 16 kHz WAV file", runRecord},
 };
 
 }  // namespace murvelo::cli
