@@ -1,6 +1,7 @@
 #include "base/TextTrim.h"
 #include "cleanup/CleanupStep.h"
 #include "cleanup/CorrectionsDictionary.h"
+#include "cleanup/DeterministicFormat.h"
 #include "cli/Commands.h"
 
 namespace murvelo::cli {
@@ -33,7 +34,8 @@ int runClean(CommandContext& context) {
 
   CorrectionsDictionary corrections(context.defaults());
   corrections.load();
-  const CleanupStep step(nullptr, corrections);  // no layout engine in this build yet
+  const cleanup::DeterministicFormat format;
+  const CleanupStep step(&format, corrections);
   const CleanedTranscript cleaned =
       step.clean(raw, *level, !args->flag("mid-sentence"), args->flag("developer-vocab"));
 

@@ -9,6 +9,7 @@
 #include "base/Paths.h"
 #include "cleanup/CleanupStep.h"
 #include "cleanup/CorrectionsDictionary.h"
+#include "cleanup/DeterministicFormat.h"
 #include "cli/Commands.h"
 #include "cli/SpeechOptions.h"
 #include "delivery/CursorContextReader.h"
@@ -101,7 +102,8 @@ int runDictate(CommandContext& context) {
   FixedCursor cursor(loop, args->option("before-cursor").value_or(""));
   PrintingInserter inserter(context);
   CorrectionsDictionary corrections(defaults);
-  CleanupStep cleaner(nullptr, corrections);  // no layout engine in this build yet
+  const cleanup::DeterministicFormat format;
+  CleanupStep cleaner(&format, corrections);
   DictationController controller(
       {loop, recorder, engine, cursor, inserter, cleaner, history, settings, defaults});
 

@@ -10,6 +10,7 @@
 #include "base/ManualLoop.h"
 #include "cleanup/CleanupStep.h"
 #include "cleanup/CorrectionsDictionary.h"
+#include "cleanup/DeterministicFormat.h"
 #include "history/HistoryStore.h"
 #include "sim/SimulatedDevices.h"
 
@@ -72,7 +73,8 @@ std::vector<std::string> runScenario(const std::vector<ScenarioStep>& steps,
   SimulatedCursor cursor(loop);
   SimulatedInserter inserter;
   CorrectionsDictionary corrections(defaults);
-  CleanupStep cleaner(nullptr, corrections);  // the program's own cleanup, without layout
+  const cleanup::DeterministicFormat format;
+  CleanupStep cleaner(&format, corrections);  // the program's own cleanup
 
   inserter.onDeliver = [&](const SimulatedInserter::Delivery& delivery) {
     transcript->add("deliver " + quoted(delivery.text) + " " + std::string(outcomeName(delivery.outcome)));

@@ -10,9 +10,20 @@ namespace murvelo::cleanup::layout {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__)
+#define MURVELO_LAYOUT_UNDER_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define MURVELO_LAYOUT_UNDER_SANITIZER 1
+#endif
+#endif
+
+#ifdef MURVELO_LAYOUT_UNDER_SANITIZER
+// The sanitizer makes every input several times slower.
 constexpr int kInputs = 300;
+constexpr auto kLimit = std::chrono::milliseconds(1000);
 #else
 constexpr int kInputs = 1500;
+constexpr auto kLimit = std::chrono::milliseconds(100);
 #endif
 
 bool phraseRuleFired(const FormatResult& result) {
@@ -32,10 +43,15 @@ TEST(FormatLayoutProperty, AcceptedLayoutKeepsWordsNumbersAndQuestions) {
   int laidOut = 0;
   for (int i = 0; i < kInputs; ++i) {
     const std::string input = generator.next();
-    const auto started = std::chrono::steady_clock::now();
-    const FormatResult result = layout(input, input, true);
-    const auto took = std::chrono::steady_clock::now() - started;
-    EXPECT_LT(took, std::chrono::milliseconds(100)) << input;
+    auto started = std::chrono::steady_clock::now();
+    FormatResult result = layout(input, input, true);
+    auto took = std::chrono::steady_clock::now() - started;
+    if (took > kLimit) {  // a busy machine can stall any one call; a slow input is slow every time
+      started = std::chrono::steady_clock::now();
+      result = layout(input, input, true);
+      took = std::min(took, std::chrono::steady_clock::now() - started);
+    }
+    EXPECT_LE(took, kLimit) << input;
     if (result.rejection) {
       // Only the safety nets may refuse generated text, never a guard on its own input.
       EXPECT_EQ(result.rejection->rfind("layout-", 0), 0u) << input << " -> " << *result.rejection;

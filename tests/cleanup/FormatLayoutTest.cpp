@@ -159,6 +159,9 @@ TEST(FormatLayoutEmailCommands, CommandStandsApartFromMessage) {
       {"Write an email to Ben. Hello Ben. The invoice is paid.",
        "Write an email to Ben.\n\nHello Ben,\n\nThe invoice is paid.",
        {"email-command-recipient"}},
+      {"Email anna subject lunch plans. Hi anna, are you free?",
+       "Email Anna\nSubject: Lunch plans.\n\nHi Anna,\n\nAre you free?"},
+      {"Write to ben. Hi ben, all set.", "Write to Ben.\n\nHi Ben,\n\nAll set."},
       // No message after it: nothing to set apart.
       {"Email Anna, subject lunch plans.", "Email Anna, subject lunch plans."},
   });
@@ -283,6 +286,21 @@ TEST(FormatLayoutEmailClosing, ClosingBlock) {
       {"The draft is ready. Kind regards Ben", "The draft is ready.\n\nKind regards,\nBen"},
       {"The draft is ready, thanks, Ben.", "The draft is ready.\n\nThanks,\nBen"},
       {"The draft is ready. Love, Mum.", "The draft is ready.\n\nLove,\nMum"},
+  });
+}
+
+TEST(FormatLayoutEmailClosing, LowerCaseSignatureInAMessage) {
+  expectAll({
+      {"Hi team, the build is green. Thanks, marco.",
+       "Hi team,\n\nThe build is green.\n\nThanks,\nMarco",
+       {"email-signature"}},
+      {"Hi team, the build is green. Talk soon, marco.",
+       "Hi team,\n\nThe build is green.\n\nTalk soon,\nMarco"},
+      // Everyday words after a sign-off are no names.
+      {"Hi team, the build is green. Thanks, everyone.", "Hi team,\n\nThe build is green. Thanks, everyone."},
+      {"Hi team, the build is green. Thanks again.", "Hi team,\n\nThe build is green. Thanks again."},
+      // Without a greeting a lower-case word is not taken for a name.
+      {"The build is green. Thanks, marco.", "The build is green. Thanks, marco."},
   });
 }
 

@@ -13,11 +13,18 @@ const std::string kClosingPhrase = "(?:(?i:" + kClosingLeadIns +
 
 // Groups: 1 the white space before the closing (absent at the start), 2 the closing, 3 its
 // punctuation, 4 the white space before a signature, 5 the signature, 6 the signature's full stop.
-const std::string kCourtesyTail = "(?:^|(?<=[.!?,])(\\s+))(" + kClosingPhrase +
-                                  ")\\b([ \\t]*[.!,]+)(?:(\\s+)(" + kSignatureName + ")(\\.?))?\\s*$";
+std::string courtesyTail(const std::string& name) {
+  return "(?:^|(?<=[.!?,])(\\s+))(" + kClosingPhrase + ")\\b([ \\t]*[.!,]+)(?:(\\s+)(" + name +
+         ")(\\.?))?\\s*$";
+}
 // The same shape with a sign-off in front of the name ("Thanks, Anna"); the name is required.
-const std::string kSignOffTail = "(?:^|(?<=[.!?,])(\\s+))((?i:" + kSignOffs + "))\\b([ \\t]*[.!,])?(\\s+)(" +
-                                 kSignatureName + ")(\\.?)\\s*$";
+std::string signOffTail(const std::string& name) {
+  return "(?:^|(?<=[.!?,])(\\s+))((?i:" + kSignOffs + "))\\b([ \\t]*[.!,])?(\\s+)(" + name + ")(\\.?)\\s*$";
+}
+const std::string kCourtesyTail = courtesyTail(kSignatureName);
+const std::string kCourtesyTailAnyCase = courtesyTail(kSignatureName + "|" + kLowerCaseSignature);
+const std::string kSignOffTail = signOffTail(kSignatureName);
+const std::string kSignOffTailAnyCase = signOffTail(kSignatureName + "|" + kLowerCaseSignature);
 // Groups: 1 the white space before the name, 2 the name, 3 its full stop.
 const std::string kFinalName = "(?<=[.!?])(\\s+)(" + kSignatureName + ")(\\.?)\\s*$";
 
@@ -69,9 +76,9 @@ void setApart(LayoutText& text, const Match& match, int phraseGroup, const std::
 
 }  // namespace
 
-ClosingFound layoutClosing(LayoutText& text) {
+ClosingFound layoutClosing(LayoutText& text, bool lowerCaseNames) {
   ClosingFound found;
-  if (auto match = lastMatch(kCourtesyTail, text)) {
+  if (auto match = lastMatch(lowerCaseNames ? kCourtesyTailAnyCase : kCourtesyTail, text)) {
     const bool named = match->has(5);
     const icu::UnicodeString mark(text.text(), match->groups[3].location, match->groups[3].length);
     // Without a signature the closing must end the text as a sentence.
@@ -79,6 +86,7 @@ ClosingFound layoutClosing(LayoutText& text) {
       found.closing = true;
       if (named) {
         dropSignatureStop(text, *match, 5, "email-courtesy-signature");
+        capitaliseAt(text, match->groups[5].location, "email-courtesy-signature");
         text.breakBefore(match->groups[5].location, BreakKind::line, "email-courtesy-signature");
         commaBeforeName(text, *match, 3, 2, "email-courtesy-signature");
         found.signature = true;
@@ -87,10 +95,11 @@ ClosingFound layoutClosing(LayoutText& text) {
       return found;
     }
   }
-  if (auto match = lastMatch(kSignOffTail, text)) {
+  if (auto match = lastMatch(lowerCaseNames ? kSignOffTailAnyCase : kSignOffTail, text)) {
     found.closing = true;
     found.signature = true;
     dropSignatureStop(text, *match, 5, "email-signature");
+    capitaliseAt(text, match->groups[5].location, "email-signature");
     text.breakBefore(match->groups[5].location, BreakKind::line, "email-signature");
     commaBeforeName(text, *match, 3, 2, "email-closing-block");
     setApart(text, *match, 2, "email-closing-block", "email-closing-block");

@@ -12,7 +12,8 @@ struct ClosingFound {
 
 // Courtesy closings and sign-off blocks at the end of a message ("email-bounded-closing",
 // "email-courtesy-paragraph", "email-courtesy-signature", "email-closing-block", "email-signature").
-ClosingFound layoutClosing(LayoutText& text);
+// `lowerCaseNames` admits a signature written in lower case (for a message that has a greeting).
+ClosingFound layoutClosing(LayoutText& text, bool lowerCaseNames);
 
 // A final sentence that is only a name becomes the signature ("email-final-name-signature").
 bool layoutFinalNameSignature(LayoutText& text);

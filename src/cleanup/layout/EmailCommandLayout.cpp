@@ -7,6 +7,9 @@ namespace {
 
 using namespace email;
 
+// The recipient of a command; a recogniser's lower-case name ("email anna") is capitalised.
+const std::string kRecipient = "(?:" + kName + "|" + kLowerCaseSignature + ")";
+
 // What must follow a command: a greeting, its addressee and punctuation.
 const std::string kMessageAhead = "(?=" + kGreeting + "(?:[ \\t]*,)?[ \\t]+" + kAddressee + "[ \\t]*[,.!])";
 
@@ -18,11 +21,11 @@ const std::string kMessageAhead = "(?=" + kGreeting + "(?:[ \\t]*,)?[ \\t]+" + k
 //
 //   Hi Anna, ...
 const std::string kSubjectCommand =
-    "^((?i:email))[ \\t]+(" + kName +
+    "^((?i:email))[ \\t]+(" + kRecipient +
     ")([ \\t]*,)?[ \\t]+((?i:subject))([ \\t]*:)?[ \\t]+([^.!?\\n]{1,80})\\.[ \\t]+" + kMessageAhead;
 // A recipient command keeps its line ("Write to Anna.") and the message starts a new paragraph.
 const std::string kRecipientCommand =
-    "^(?i:write an email to|write to|email)[ \\t]+" + kName + "\\.[ \\t]+" + kMessageAhead;
+    "^(?i:write an email to|write to|email)[ \\t]+(" + kRecipient + ")\\.[ \\t]+" + kMessageAhead;
 
 bool layoutSubject(LayoutText& text) {
   auto matches = findAll(kSubjectCommand, text.text());
@@ -44,6 +47,7 @@ bool layoutSubject(LayoutText& text) {
   text.breakBefore(match.groups[4].location - shift, BreakKind::line, "email-command-subject");
   text.breakBefore(messageAt - shift + colonShift, BreakKind::paragraph, "email-command-subject");
   text.messageStart = messageAt - shift + colonShift;
+  capitaliseAt(text, match.groups[2].location, "email-command-subject");
   return true;
 }
 
@@ -54,6 +58,7 @@ bool layoutRecipient(LayoutText& text) {
   if (intersectsAny(match.range(), text.protectedRanges())) return false;
   text.breakBefore(match.range().end(), BreakKind::paragraph, "email-command-recipient");
   text.messageStart = match.range().end();
+  capitaliseAt(text, match.groups[1].location, "email-command-recipient");
   return true;
 }
 

@@ -28,7 +28,7 @@ void layoutEmail(LayoutText& text) {
       layoutConditionComma(text, *body);
       capitaliseAt(text, *body, "body-capitalization");
     }
-    const ClosingFound closing = layoutClosing(text);
+    const ClosingFound closing = layoutClosing(text, body.has_value());
     bool signature = closing.signature;
     // A lone name at the end is a signature only in something that reads as a message.
     if (!signature && (body || closing.closing)) signature = layoutFinalNameSignature(text);

@@ -4,12 +4,12 @@
 #include <set>
 
 #include "cleanup/DictationTextSafety.h"
+#include "cleanup/TidyEngine.h"
 #include "cleanup/layout/ClosingMarks.h"
 #include "cleanup/layout/CountedListLayout.h"
 #include "cleanup/layout/DestinationContrast.h"
 #include "cleanup/layout/EmailCommandLayout.h"
 #include "cleanup/layout/EmailLayout.h"
-#include "cleanup/layout/FinishingGuards.h"
 #include "cleanup/layout/LayoutRenderer.h"
 #include "cleanup/layout/OrdinalTopicLayout.h"
 #include "cleanup/layout/PhraseRules.h"
@@ -44,9 +44,15 @@ FormatResult rejected(std::string_view text, std::string reason) {
 }  // namespace
 
 FormatResult layout(std::string_view tidied, std::string_view raw, bool layoutEnabled) {
-  if (auto failed = finishingGuardViolation(tidied, raw)) return rejected(raw, *failed);
+  // The finishing guards, in their order: literals, conditional joins, lost questions; then the
+  // unfinished-ending restore, which edits and never refuses.
+  if (auto failed = tidyGuardViolation(tidied, raw)) return rejected(raw, *failed);
+  return layoutAfterGuards(tidied, raw, layoutEnabled);
+}
+
+FormatResult layoutAfterGuards(std::string_view tidied, std::string_view raw, bool layoutEnabled) {
   std::vector<FormatEdit> edits;
-  icu::UnicodeString text = fromUtf8(restoreEnding(tidied, raw, edits));
+  icu::UnicodeString text = fromUtf8(restoreUnfinishedEnding(tidied, raw, edits));
   applyPhraseRules(text, edits);
   const auto rawLiterals = protectedLiterals(raw);
 

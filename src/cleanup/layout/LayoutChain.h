@@ -15,4 +15,8 @@ namespace murvelo::cleanup::layout {
 // fallback can tell layout from the Tidy guards).
 FormatResult layout(std::string_view tidied, std::string_view raw, bool layoutEnabled);
 
+// The same once the caller has made the three guard checks on this very pair (reconciliation makes
+// them): on long texts the literal scans are a good part of the time.
+FormatResult layoutAfterGuards(std::string_view tidied, std::string_view raw, bool layoutEnabled);
+
 }  // namespace murvelo::cleanup::layout

@@ -96,13 +96,37 @@ void LayoutText::replace(TextRange range, const icu::UnicodeString& with, const 
   const int oldCount = static_cast<int>(tokens_.size());
   const int oldHead = oldCount - countFrom(tokens_, range.end());
   const icu::UnicodeString before(text_, range.location, range.length);
+  const std::int32_t delta = with.length() - range.length;
   text_.replace(range.location, range.length, with);
-  rescan();
+
+  // Only the tokens around the range change: those that touch it are scanned again, those after
+  // it move by the change in length. Scanning the whole text again for every small rewrite made
+  // long texts slow.
+  std::size_t lo = 0;
+  while (lo < tokens_.size() && tokens_[lo].end() < range.location) ++lo;
+  std::size_t hi = lo;
+  while (hi < tokens_.size() && tokens_[hi].location <= range.end()) ++hi;
+  const std::int32_t windowStart = lo < hi ? std::min(range.location, tokens_[lo].location) : range.location;
+  const std::int32_t windowEnd =
+      (lo < hi ? std::max(range.end(), tokens_[hi - 1].end()) : range.end()) + delta;
+  std::vector<TextRange> updated(tokens_.begin(), tokens_.begin() + static_cast<std::ptrdiff_t>(lo));
+  for (const TextRange token : scanTokens(icu::UnicodeString(text_, windowStart, windowEnd - windowStart))) {
+    updated.push_back({token.location + windowStart, token.length});
+  }
+  for (std::size_t i = hi; i < tokens_.size(); ++i)
+    updated.push_back({tokens_[i].location + delta, tokens_[i].length});
+  tokens_ = std::move(updated);
+  // The rewrites touch no protected range and add no literal (marks, case, line breaks), so the
+  // ranges after the rewrite only move; the final literal invariant checks the result anyway.
+  for (TextRange& literal : protected_) {
+    if (literal.location >= range.end()) literal.location += delta;
+  }
+
   const int newHead = static_cast<int>(tokens_.size()) - countFrom(tokens_, range.location + with.length());
-  const int delta = newHead - oldHead;
-  if (delta != 0) {
+  const int shift = newHead - oldHead;
+  if (shift != 0) {
     std::map<int, BreakKind> moved;
-    for (const auto& [index, kind] : breaks_) moved[index >= oldHead ? index + delta : index] = kind;
+    for (const auto& [index, kind] : breaks_) moved[index >= oldHead ? index + shift : index] = kind;
     breaks_ = std::move(moved);
   }
   if (!rule.empty()) edits_.push_back({rule, toUtf8(before), toUtf8(with)});

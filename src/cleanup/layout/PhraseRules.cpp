@@ -4,10 +4,13 @@
 #include <string>
 
 #include "cleanup/DictationTextSafety.h"
-#include "cleanup/layout/PrecedingText.h"
+#include "cleanup/TidyEngine.h"
 
 namespace murvelo::cleanup::layout {
 namespace {
+
+// The preceding-text check of both rules is Tidy's reported-speech guard: a filler in a sentence
+// that talks about words, reports speech or asks to keep a wording is quoted, not spoken.
 
 const std::string kAfterOpensAndOr = R"((?i)^(?:and|or)\b)";
 const std::string kAfterOpensQuestion =
@@ -32,7 +35,7 @@ icu::UnicodeString after(const icu::UnicodeString& text, const Match& match) {
 }
 
 std::optional<icu::UnicodeString> determinerRestart(const icu::UnicodeString& text, const Match& match) {
-  if (precedingTextVetoes(toUtf8(before(text, match)))) return std::nullopt;
+  if (reportedSpeechBefore(toUtf8(before(text, match)))) return std::nullopt;
   icu::UnicodeString out = match.text(text, 1);
   out.append(u' ');
   return out;
@@ -41,7 +44,7 @@ std::optional<icu::UnicodeString> determinerRestart(const icu::UnicodeString& te
 std::optional<icu::UnicodeString> parentheticalFiller(const icu::UnicodeString& text, const Match& match) {
   const icu::UnicodeString b = before(text, match);
   const icu::UnicodeString a = after(text, match);
-  if (!containsMatch(kLetter, a) || precedingTextVetoes(toUtf8(b))) return std::nullopt;
+  if (!containsMatch(kLetter, a) || reportedSpeechBefore(toUtf8(b))) return std::nullopt;
   if (!containsMatch(kAfterOpensAndOr, a) && !containsMatch(kAfterOpensQuestion, a)) {
     if (containsMatch(kBeforeEndsOnDeterminer, b)) {
       if (!containsMatch(kAfterOpensClause, a)) return std::nullopt;

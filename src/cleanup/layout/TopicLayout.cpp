@@ -44,11 +44,22 @@ const std::string kCompanionItemLead = "(?<=[.!?])\\s+()((?i:" + kCompanionLeads
 std::optional<std::int32_t> listStart(const LayoutText& text) {
   const icu::UnicodeString& current = text.text();
   const auto sentences = sentencesOf(current, text.messageStart);
-  for (std::size_t i = 0; i < sentences.size(); ++i) {
-    const icu::UnicodeString sentence(current, sentences[i].location, sentences[i].length);
-    const bool announces = (i == 0 && containsMatch(kAnnouncementAtStart, sentence)) ||
-                           containsMatch(kAnnouncementAnywhere, sentence);
-    if (announces && mayAnnounce(sentence)) return sentences[i].end();
+  const auto sentenceText = [&](TextRange range) {
+    return icu::UnicodeString(current, range.location, range.length);
+  };
+  if (!sentences.empty() && containsMatch(kAnnouncementAtStart, sentenceText(sentences.front())) &&
+      mayAnnounce(sentenceText(sentences.front()))) {
+    return sentences.front().end();
+  }
+  // One scan of the whole text, then the sentence that holds each announcement.
+  if (auto announcements = findAll(kAnnouncementAnywhere, current)) {
+    std::size_t next = 0;
+    for (const auto& announcement : *announcements) {
+      while (next < sentences.size() && sentences[next].end() <= announcement.range().location) ++next;
+      if (next == sentences.size()) break;
+      if (sentences[next].location > announcement.range().location) continue;  // before the message
+      if (mayAnnounce(sentenceText(sentences[next]))) return sentences[next].end();
+    }
   }
   if (containsMatch(kFirstSecondEnumeration, current)) {
     auto openers = findAll(kListOpener, current);
