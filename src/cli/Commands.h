@@ -21,6 +21,8 @@ int runClean(CommandContext& context);
 int runWords(CommandContext& context);
 int runTranscribe(CommandContext& context);
 int runDictate(CommandContext& context);
+int runDevices(CommandContext& context);
+int runRecord(CommandContext& context);
 
 // Every subcommand, in the order the usage lists them.
 inline constexpr Command kCommands[] = {
@@ -33,6 +35,8 @@ inline constexpr Command kCommands[] = {
     {"words", "add, list or remove your corrections (My Words)", runWords},
     {"transcribe", "print the raw transcript of an audio file", runTranscribe},
     {"dictate", "dictate an audio file through the whole program and print the text", runDictate},
+    {"devices", "list the audio inputs as JSON", runDevices},
+    {"record", "capture from the microphone into a 16 kHz WAV file", runRecord},
 };
 
 }  // namespace murvelo::cli

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <thread>
 
+#include "FakeCaptureSession.h"
 #include "audio/AudioRecorder.h"
 #include "base/ManualLoop.h"
 #include "support/RecordingLogSink.h"
-#include "FakeCaptureSession.h"
 
 namespace murvelo {
 namespace {

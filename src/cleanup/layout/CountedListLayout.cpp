@@ -27,7 +27,8 @@ struct Announcement {
 std::optional<Announcement> findAnnouncement(const LayoutText& text) {
   const icu::UnicodeString& current = text.text();
   auto matches = findAll(kAnnouncement, current);
-  if (!matches) return std::nullopt;
+  if (!matches || matches->empty()) return std::nullopt;
+  const auto sentences = sentencesOf(current, text.messageStart);
   for (const auto& match : *matches) {
     if (match.range().location < text.messageStart || intersectsAny(match.range(), text.protectedRanges()))
       continue;
@@ -36,7 +37,7 @@ std::optional<Announcement> findAnnouncement(const LayoutText& text) {
     if (!count || *count < 2) continue;
     // The whole announcing sentence decides whether it reports someone else's list.
     std::int32_t sentenceStart = 0;
-    for (const TextRange sentence : sentencesOf(current, text.messageStart)) {
+    for (const TextRange sentence : sentences) {
       if (sentence.location <= match.range().location) sentenceStart = sentence.location;
     }
     const icu::UnicodeString sentence(current, sentenceStart, match.range().end() - sentenceStart);

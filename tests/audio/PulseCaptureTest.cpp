@@ -1,0 +1,332 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sndfile.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <thread>
+
+#include "audio/LinuxAudioRecorder.h"
+#include "audio/LogindSleepWatcher.h"
+#include "audio/WavWriter.h"
+#include "base/EventLoop.h"
+#include "support/PulseTestServer.h"
+#include "support/RecordingLogSink.h"
+#include "support/RunProcess.h"
+#include "support/TempDir.h"
+
+extern char** environ;
+
+namespace murvelo {
+namespace {
+
+using namespace std::chrono_literals;
+using test::PulseTestServer;
+
+// Runs the loop on this thread until `done` holds or `limit` passes.
+bool runUntil(EventLoop& loop, const std::function<bool()>& done, std::chrono::milliseconds limit) {
+  auto deadline = std::chrono::steady_clock::now() + limit;
+  std::function<void()> check = [&] {
+    if (done() || std::chrono::steady_clock::now() >= deadline)
+      loop.quit();
+    else
+      loop.postAfter(5ms, check);
+  };
+  loop.post(check);
+  loop.run();
+  return done();
+}
+
+void runFor(EventLoop& loop, std::chrono::milliseconds time) {
+  auto until = std::chrono::steady_clock::now() + time;
+  runUntil(
+      loop, [&] { return std::chrono::steady_clock::now() >= until; }, time + 1s);
+}
+
+bool logged(test::RecordingLogSink& sink, const std::string& prefix) {
+  for (const auto& message : sink.messages())
+    if (message.rfind(prefix, 0) == 0) return true;
+  return false;
+}
+
+std::size_t frames(const CapturedAudio& audio) {
+  std::size_t total = 0;
+  for (const auto& buffer : audio.buffers) total += buffer->size();
+  return total;
+}
+
+std::vector<float> merged(const CapturedAudio& audio) {
+  std::vector<float> out;
+  for (const auto& buffer : audio.buffers) out.insert(out.end(), buffer->begin(), buffer->end());
+  return out;
+}
+
+class PulseCaptureTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!PulseTestServer::available())
+      GTEST_SKIP() << "pulseaudio is not installed (scripts/setup.sh installs it)";
+    server = std::make_unique<PulseTestServer>(48000);
+    ASSERT_TRUE(server->start()) << server->log();
+    LinuxAudioRecorder::Options options;
+    options.watchSleep = false;
+    platform = std::make_unique<LinuxAudioRecorder>(
+        loop, [this] { return selection; }, options);
+  }
+  void TearDown() override {
+    platform.reset();
+    server.reset();
+  }
+
+  AudioRecorder& recorder() { return platform->recorder(); }
+
+  // One capture: start, feed `speech` in real time (if any), keep going for `extra`, stop.
+  CapturedAudio capture(const std::vector<float>& speech, std::chrono::milliseconds extra,
+                        int* firstAudio = nullptr) {
+    auto started = recorder().start([firstAudio] {
+      if (firstAudio) ++*firstAudio;
+    });
+    EXPECT_TRUE(started.ok());
+    if (!started.ok()) return {};
+    std::thread feeder;
+    std::atomic<bool> fed{speech.empty()};
+    if (!speech.empty())
+      feeder = std::thread([&] {
+        server->feed(speech, true);
+        fed = true;
+      });
+    runUntil(
+        loop, [&] { return fed.load(); }, 30s);
+    runFor(loop, extra);
+    if (feeder.joinable()) feeder.join();
+    CapturedAudio audio = recorder().stop();
+    recorder().stopSession(true);
+    runUntil(
+        loop, [&] { return !recorder().stopInFlight(); }, 5s);
+    runFor(loop, 20ms);
+    return audio;
+  }
+
+  static const std::vector<float>& speech() {
+    static const std::vector<float> samples =
+        PulseTestServer::synthesize("go forward ten meters, then turn left at the red door", 48000);
+    return samples;
+  }
+
+  test::ScopedLogCapture logs;
+  EventLoop loop;
+  std::unique_ptr<PulseTestServer> server;
+  MicrophoneSelection selection = MicrophoneSelection::device(PulseTestServer::kSpeechSource);
+  std::unique_ptr<LinuxAudioRecorder> platform;
+};
+
+TEST_F(PulseCaptureTest, DiscoversInputsButNotMonitors) {
+  // Filters over the silent source, labelled as a laptop's own microphone and as a headset.
+  ASSERT_GE(server->loadModule("module-remap-source",
+                               "source_name=laptop master=silence rate=44100 channels=1 "
+                               "source_properties=device.form_factor=internal"),
+            0);
+  ASSERT_GE(server->loadModule(
+                "module-remap-source",
+                "source_name=headset master=silence channels=1 source_properties=device.bus=bluetooth"),
+            0);
+  DeviceList found = platform->session().discover();
+  std::vector<std::string> ids;
+  for (const auto& device : found.devices) ids.push_back(device.id);
+  std::sort(ids.begin(), ids.end());
+  EXPECT_EQ(ids, (std::vector<std::string>{"headset", "laptop", "silence", "speech"}));
+  EXPECT_EQ(found.defaultID, "speech");
+  ASSERT_TRUE(found.find("speech"));
+  EXPECT_EQ(found.find("speech")->name, "Speech");
+  EXPECT_EQ(found.find("speech")->sampleRate, 48000);
+  EXPECT_EQ(found.find("silence")->name, "Silence");
+  EXPECT_TRUE(found.find("laptop")->isBuiltIn);
+  EXPECT_EQ(found.find("laptop")->sampleRate, 44100);
+  EXPECT_FALSE(found.find("laptop")->isBluetooth);
+  EXPECT_TRUE(found.find("headset")->isBluetooth);
+  EXPECT_FALSE(found.find("speech")->isBuiltIn || found.find("speech")->isBluetooth);
+  EXPECT_TRUE(platform->session().serverReachable());
+
+  // A Bluetooth default is passed over for the built-in input.
+  ASSERT_TRUE(server->pactl({"set-default-source", "headset"}));
+  selection = MicrophoneSelection::builtIn();
+  auto started = recorder().start(nullptr);
+  ASSERT_TRUE(started.ok());
+  auto facts = recorder().facts();
+  EXPECT_EQ(facts.deviceID, "laptop");
+  EXPECT_TRUE(facts.didSubstituteBuiltInMic);
+  EXPECT_EQ(facts.bypassedDeviceName, found.find("headset")->name);
+  EXPECT_EQ(started.value()->format().sampleRate, 44100);
+  recorder().stop();
+}
+
+TEST_F(PulseCaptureTest, CapturesTheSpeechFedToTheSource) {
+  const auto& clip = speech();
+  ASSERT_GT(clip.size(), 48000u) << "espeak-ng/sox produced no speech";
+  int firstAudio = 0;
+  CapturedAudio audio = capture(clip, 300ms, &firstAudio);
+  ASSERT_FALSE(audio.buffers.empty()) << server->log();
+  ASSERT_TRUE(audio.format);
+  EXPECT_EQ(audio.format->sampleRate, 48000);
+  EXPECT_EQ(firstAudio, 1);
+
+  // Only leading buffers of exact silence may be missing.
+  auto facts = recorder().facts();
+  double clipSeconds = static_cast<double>(clip.size()) / 48000;
+  double gotSeconds = static_cast<double>(frames(audio)) / 48000;
+  EXPECT_NEAR(gotSeconds, clipSeconds, 0.050);
+  EXPECT_NEAR(gotSeconds + facts.droppedZeroMs / 1000.0, clipSeconds, 0.050);
+  float clipLevel = rmsLevel(clip);
+  EXPECT_NEAR(rmsLevel(merged(audio)), clipLevel, clipLevel * 0.05);
+  EXPECT_GT(facts.peakRMS, clipLevel);
+  EXPECT_GE(facts.startupMs, 0);
+  EXPECT_LT(facts.startupMs, 2000);
+  EXPECT_EQ(facts.deviceID, "speech");
+  EXPECT_EQ(facts.deviceName, "Speech");
+  EXPECT_GE(facts.lastStopMs, 0);
+
+  // The fallback file: 16 kHz, a third of the frames.
+  test::TempDir dir;
+  auto written = writeWAV(audio, dir.path());
+  ASSERT_TRUE(written.ok() && written.value());
+  SF_INFO info{};
+  SNDFILE* file = sf_open(written.value()->c_str(), SFM_READ, &info);
+  ASSERT_TRUE(file);
+  sf_close(file);
+  EXPECT_EQ(info.samplerate, 16000);
+  EXPECT_NEAR(static_cast<double>(info.frames), frames(audio) / 3.0, 2);
+}
+
+TEST_F(PulseCaptureTest, NullSourceGivesSilenceAndARebuild) {
+  selection = MicrophoneSelection::device(PulseTestServer::kSilenceSource);
+  int firstAudio = 0;
+  CapturedAudio audio = capture({}, 600ms, &firstAudio);
+  EXPECT_TRUE(audio.buffers.empty());
+  EXPECT_EQ(firstAudio, 0);
+  EXPECT_GE(recorder().facts().droppedZeroMs, 400);
+  EXPECT_TRUE(logged(logs.sink(), "capture produced ZERO buffers — session is dead, forcing rebuild"));
+  EXPECT_TRUE(logged(logs.sink(), "capture session invalidated (zero buffers) — will rebuild on next start"));
+  EXPECT_FALSE(recorder().isConfigured());
+
+  selection = MicrophoneSelection::device(PulseTestServer::kSpeechSource);
+  CapturedAudio next = capture(speech(), 100ms);
+  EXPECT_FALSE(next.buffers.empty());
+  EXPECT_TRUE(recorder().isConfigured());
+}
+
+TEST_F(PulseCaptureTest, ServerRestartBetweenDictationsDoesNotLeaveItDeaf) {
+  CapturedAudio first = capture(speech(), 100ms);
+  ASSERT_FALSE(first.buffers.empty());
+
+  server->stop(/*crash=*/true);
+  runUntil(
+      loop, [&] { return !recorder().isConfigured(); }, 5s);
+  EXPECT_FALSE(recorder().isConfigured());
+  EXPECT_TRUE(logged(logs.sink(), "capture runtime error: "));
+  EXPECT_FALSE(platform->session().serverReachable());
+  ASSERT_TRUE(server->start()) << server->log();
+
+  CapturedAudio second = capture(speech(), 100ms);
+  ASSERT_FALSE(second.buffers.empty());
+  EXPECT_NEAR(static_cast<double>(frames(second)), static_cast<double>(speech().size()), 48000 * 0.05);
+}
+
+TEST_F(PulseCaptureTest, ServerGoneAtStartIsNoMicrophoneThenRecovers) {
+  server->stop();
+  auto started = recorder().start(nullptr);
+  ASSERT_FALSE(started.ok());
+  EXPECT_EQ(started.error(), RecorderError::noMicrophone);
+  EXPECT_FALSE(recorder().microphoneAuthorized());
+  ASSERT_TRUE(server->start());
+  EXPECT_TRUE(recorder().microphoneAuthorized());
+  EXPECT_FALSE(capture(speech(), 100ms).buffers.empty());
+}
+
+TEST_F(PulseCaptureTest, RemovedSourceFallsBackToTheDefault) {
+  int module = server->loadModule("module-sine-source", "source_name=usbmic rate=48000 frequency=440");
+  ASSERT_GE(module, 0);
+  selection = MicrophoneSelection::device("usbmic");
+  CapturedAudio tone = capture({}, 300ms);
+  EXPECT_FALSE(tone.buffers.empty());
+  EXPECT_EQ(recorder().facts().deviceID, "usbmic");
+
+  ASSERT_TRUE(server->pactl({"unload-module", std::to_string(module)}));
+  runUntil(
+      loop, [&] { return !recorder().isConfigured(); }, 5s);
+  EXPECT_TRUE(
+      logged(logs.sink(), "capture session invalidated (session interrupted) — will rebuild on next start"));
+
+  CapturedAudio fallback = capture(speech(), 100ms);
+  EXPECT_FALSE(fallback.buffers.empty());
+  EXPECT_EQ(recorder().facts().deviceID, "speech");
+}
+
+TEST_F(PulseCaptureTest, SourceRemovedMidCaptureKeepsWhatCameAndRebuildsAfterwards) {
+  int module = server->loadModule("module-sine-source", "source_name=usbmic rate=48000 frequency=440");
+  ASSERT_GE(module, 0);
+  selection = MicrophoneSelection::device("usbmic");
+  ASSERT_TRUE(recorder().start(nullptr).ok());
+  runFor(loop, 300ms);
+  ASSERT_TRUE(server->pactl({"unload-module", std::to_string(module)}));
+  runFor(loop, 200ms);
+  EXPECT_TRUE(recorder().isConfigured());  // never torn down in the middle of a dictation
+  CapturedAudio audio = recorder().stop();
+  EXPECT_FALSE(audio.buffers.empty());
+  recorder().stopSession(true);
+  runUntil(
+      loop, [&] { return !recorder().stopInFlight(); }, 5s);
+  auto started = recorder().start(nullptr);
+  ASSERT_TRUE(started.ok());
+  EXPECT_EQ(recorder().facts().deviceID, "speech");
+  recorder().stop();
+}
+
+// ---- sleep and wake ----
+
+TEST(LogindSleepWatcherTest, ReportsEachWakeFromSleep) {
+  test::TempDir dir;
+  std::string address = "unix:path=" + (dir / "bus").string();
+  std::string config = (dir / "bus.conf").string();
+  test::writeFile(
+      config, "<busconfig><type>session</type><listen>" + address +
+                  "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\" "
+                  "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>");
+  if (access("/usr/bin/dbus-daemon", X_OK) != 0) GTEST_SKIP() << "dbus-daemon is not installed";
+  std::string configArg = "--config-file=" + config;
+  char* argv[] = {const_cast<char*>("dbus-daemon"), const_cast<char*>("--nofork"), configArg.data(), nullptr};
+  pid_t daemon = -1;
+  ASSERT_EQ(posix_spawn(&daemon, "/usr/bin/dbus-daemon", nullptr, nullptr, argv, environ), 0);
+  for (int i = 0; i < 200 && !std::filesystem::exists(dir / "bus"); ++i) std::this_thread::sleep_for(10ms);
+
+  std::atomic<int> wakes{0};
+  {
+    LogindSleepWatcher watcher([&] { ++wakes; }, {address, ""});
+    watcher.waitUntilReady();
+    ASSERT_TRUE(watcher.isWatching());
+    auto send = [&](const char* sleeping) {
+      return test::runProcess("/usr/bin/dbus-send",
+                              {"--bus=" + address, "--type=signal", "/org/freedesktop/login1",
+                               "org.freedesktop.login1.Manager.PrepareForSleep", sleeping})
+          .exitCode;
+    };
+    EXPECT_EQ(send("boolean:true"), 0);  // going to sleep: nothing to do yet
+    EXPECT_EQ(send("boolean:false"), 0);
+    for (int i = 0; i < 300 && wakes.load() < 1; ++i) std::this_thread::sleep_for(10ms);
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(wakes.load(), 1);
+  }
+  kill(daemon, SIGTERM);
+  waitpid(daemon, nullptr, 0);
+}
+
+TEST(LogindSleepWatcherTest, NoBusMeansNoWatchingAndNoCrash) {
+  LogindSleepWatcher watcher([] {}, {"unix:path=/nonexistent/murvelo-bus", ""});
+  watcher.waitUntilReady();
+  EXPECT_FALSE(watcher.isWatching());
+}
+
+}  // namespace
+}  // namespace murvelo

@@ -1,0 +1,238 @@
+#include "support/PulseTestServer.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "support/RunProcess.h"
+
+extern char** environ;
+
+namespace murvelo::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+bool onPath(const std::string& program) {
+  const char* path = std::getenv("PATH");
+  std::stringstream dirs(path ? path : "/usr/bin:/bin");
+  for (std::string dir; std::getline(dirs, dir, ':');)
+    if (!dir.empty() && access((dir + "/" + program).c_str(), X_OK) == 0) return true;
+  return false;
+}
+
+std::vector<float> readFloats(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::vector<float> samples(bytes.size() / sizeof(float));
+  std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+  return samples;
+}
+
+}  // namespace
+
+bool PulseTestServer::available() { return onPath("pulseaudio") && onPath("pactl"); }
+
+std::vector<float> PulseTestServer::synthesize(const std::string& text, double rate) {
+  char pattern[] = "/tmp/murvelo-speech-XXXXXX";
+  if (!mkdtemp(pattern)) return {};
+  std::filesystem::path dir = pattern;
+  auto wav = (dir / "speech.wav").string();
+  auto raw = (dir / "speech.f32").string();
+  std::vector<float> samples;
+  if (runProcess("/usr/bin/espeak-ng", {"-w", wav, text}).exitCode == 0 &&
+      runProcess("/usr/bin/sox", {wav, "-r", std::to_string(static_cast<int>(rate)), "-c", "1", "-t", "raw",
+                                  "-e", "floating-point", "-b", "32", raw})
+              .exitCode == 0)
+    samples = readFloats(raw);
+  std::error_code ignored;
+  std::filesystem::remove_all(dir, ignored);
+  return samples;
+}
+
+PulseTestServer::PulseTestServer(double speechRate) : speechRate_(speechRate) {
+  char pattern[] = "/tmp/murvelo-pulse-XXXXXX";
+  if (mkdtemp(pattern)) dir_ = pattern;
+  address_ = "unix:" + (dir_ / "native").string();
+  std::filesystem::create_directories(dir_ / "runtime");
+  std::filesystem::permissions(dir_ / "runtime", std::filesystem::perms::owner_all);
+  std::ofstream script(dir_ / "server.pa");
+  script << "load-module module-native-protocol-unix auth-anonymous=1 socket=" << (dir_ / "native").string()
+         << "\n"
+         << "load-module module-null-sink sink_name=out\n"
+         << "load-module module-pipe-source source_name=" << kSpeechSource
+         << " file=" << (dir_ / "speech.fifo").string()
+         << " format=float32le channels=1 rate=" << static_cast<int>(speechRate_)
+         << " source_properties=device.description=Speech\n"
+         << "load-module module-null-source source_name=" << kSilenceSource
+         << " rate=48000 channels=1 description=Silence\n"
+         << "set-default-source " << kSpeechSource << "\n";
+  if (const char* previous = std::getenv("PULSE_SERVER")) {
+    hadPreviousServer_ = true;
+    previousServer_ = previous;
+  }
+  setenv("PULSE_SERVER", address_.c_str(), 1);
+}
+
+PulseTestServer::~PulseTestServer() {
+  stop();
+  if (hadPreviousServer_)
+    setenv("PULSE_SERVER", previousServer_.c_str(), 1);
+  else
+    unsetenv("PULSE_SERVER");
+  std::error_code ignored;
+  if (!dir_.empty()) std::filesystem::remove_all(dir_, ignored);
+}
+
+std::string PulseTestServer::log() const {
+  std::ifstream in(dir_ / "server.log");
+  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+bool PulseTestServer::start() {
+  if (pid_ > 0) return true;
+  std::error_code ignored;
+  // Left behind by a server that was killed: the pipe source makes its own FIFO.
+  std::filesystem::remove(dir_ / "speech.fifo", ignored);
+  std::filesystem::remove(dir_ / "native", ignored);
+
+  std::vector<std::string> env;
+  for (char** entry = environ; *entry; ++entry) {
+    std::string text = *entry;
+    if (text.rfind("HOME=", 0) == 0 || text.rfind("XDG_RUNTIME_DIR=", 0) == 0 ||
+        text.rfind("XDG_CONFIG_HOME=", 0) == 0 || text.rfind("DBUS_SESSION_BUS_ADDRESS=", 0) == 0)
+      continue;
+    env.push_back(text);
+  }
+  env.push_back("HOME=" + dir_.string());
+  env.push_back("XDG_RUNTIME_DIR=" + (dir_ / "runtime").string());
+  env.push_back("XDG_CONFIG_HOME=" + (dir_ / "config").string());
+  std::vector<std::string> args = {"pulseaudio",
+                                   "-n",
+                                   "--daemonize=no",
+                                   "--system=false",
+                                   "--exit-idle-time=-1",
+                                   "--use-pid-file=false",
+                                   "--disallow-exit=false",
+                                   "--log-target=stderr",
+                                   "-F",
+                                   (dir_ / "server.pa").string()};
+  std::vector<char*> argv, envp;
+  for (auto& arg : args) argv.push_back(arg.data());
+  argv.push_back(nullptr);
+  for (auto& entry : env) envp.push_back(entry.data());
+  envp.push_back(nullptr);
+  std::string logFile = (dir_ / "server.log").string();
+
+  pid_ = fork();
+  if (pid_ == 0) {
+    int log = open(logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    if (log >= 0) {
+      dup2(log, 1);
+      dup2(log, 2);
+    }
+    int null = open("/dev/null", O_RDONLY);
+    if (null >= 0) dup2(null, 0);
+    execvpe("pulseaudio", argv.data(), envp.data());
+    _exit(127);
+  }
+  if (pid_ < 0) return false;
+
+  auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (std::chrono::steady_clock::now() < deadline) {
+    int status = 0;
+    if (waitpid(pid_, &status, WNOHANG) == pid_) {
+      pid_ = -1;
+      return false;
+    }
+    if (std::filesystem::exists(dir_ / "native") && pactl({"info"})) {
+      fifo_ = open((dir_ / "speech.fifo").c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+      return true;
+    }
+    std::this_thread::sleep_for(20ms);
+  }
+  stop(true);
+  return false;
+}
+
+void PulseTestServer::stop(bool crash) {
+  if (fifo_ >= 0) {
+    close(fifo_);
+    fifo_ = -1;
+  }
+  if (pid_ <= 0) return;
+  kill(pid_, crash ? SIGKILL : SIGTERM);
+  int status = 0;
+  auto deadline = std::chrono::steady_clock::now() + 5s;
+  while (waitpid(pid_, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      kill(pid_, SIGKILL);
+      waitpid(pid_, &status, 0);
+      break;
+    }
+    std::this_thread::sleep_for(10ms);
+  }
+  pid_ = -1;
+}
+
+bool PulseTestServer::feed(const std::vector<float>& samples, bool realTime) {
+  if (fifo_ < 0) return false;
+  const char* bytes = reinterpret_cast<const char*>(samples.data());
+  std::size_t total = samples.size() * sizeof(float);
+  std::size_t chunk = realTime ? static_cast<std::size_t>(speechRate_ / 50) * sizeof(float) : total;
+  auto next = std::chrono::steady_clock::now();
+  for (std::size_t offset = 0; offset < total;) {
+    std::size_t length = std::min(chunk, total - offset);
+    ssize_t written = write(fifo_, bytes + offset, length);
+    if (written < 0 && errno == EAGAIN) {
+      // The source reads only while something records from it; what nobody records is lost,
+      // as with a real microphone.
+      pollfd ready{fifo_, POLLOUT, 0};
+      if (poll(&ready, 1, 100) <= 0) {
+        if (!realTime) return false;
+        written = static_cast<ssize_t>(length);
+      } else {
+        continue;
+      }
+    }
+    if (written <= 0) return false;
+    offset += static_cast<std::size_t>(written);
+    if (realTime && offset % chunk == 0) {
+      next += 20ms;
+      std::this_thread::sleep_until(next);
+    }
+  }
+  return true;
+}
+
+bool PulseTestServer::pactl(const std::vector<std::string>& args, std::string* out) {
+  auto result = runProcess("/usr/bin/pactl", args, {{"PULSE_SERVER", address_}});
+  if (out) *out = result.out;
+  return result.exitCode == 0;
+}
+
+int PulseTestServer::loadModule(const std::string& name, const std::string& arguments) {
+  std::string out;
+  std::vector<std::string> args = {"load-module", name};
+  std::stringstream words(arguments);
+  for (std::string word; words >> word;) args.push_back(word);
+  if (!pactl(args, &out)) return -1;
+  try {
+    return std::stoi(out);
+  } catch (...) {
+    return -1;
+  }
+}
+
+}  // namespace murvelo::test
