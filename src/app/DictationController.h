@@ -13,7 +13,7 @@
 
 #include "app/DeviceHint.h"
 #include "app/DictationStatus.h"
-#include "app/HotkeyListener.h"
+#include "hotkey/HotkeyListener.h"
 #include "app/Notices.h"
 #include "app/PasteQueue.h"
 #include "app/SettingsValues.h"

@@ -30,18 +30,6 @@ constexpr std::array<std::pair<CleanupLevel, std::string_view>, 4> kCleanupLevel
     {CleanupLevel::medium, "medium"},
 }};
 
-constexpr std::array<std::pair<RecordingMode, std::string_view>, 2> kRecordingModes{{
-    {RecordingMode::hold, "hold"},
-    {RecordingMode::toggle, "toggle"},
-}};
-
-constexpr std::array<std::pair<HotkeyChoice, std::string_view>, 4> kHotkeys{{
-    {HotkeyChoice::rightOption, "rightOption"},
-    {HotkeyChoice::rightCommand, "rightCommand"},
-    {HotkeyChoice::rightControl, "rightControl"},
-    {HotkeyChoice::fn, "fn"},
-}};
-
 constexpr std::array<std::pair<SpeechEngineChoice, std::string_view>, 3> kSpeechEngines{{
     {SpeechEngineChoice::automatic, "auto"},
     {SpeechEngineChoice::whisper, "whisper"},
@@ -51,11 +39,7 @@ constexpr std::array<std::pair<SpeechEngineChoice, std::string_view>, 3> kSpeech
 }  // namespace
 
 std::string_view rawValue(CleanupLevel level) { return nameOf(kCleanupLevels, level); }
-std::string_view rawValue(RecordingMode mode) { return nameOf(kRecordingModes, mode); }
-std::string_view rawValue(HotkeyChoice key) { return nameOf(kHotkeys, key); }
 std::optional<CleanupLevel> parseCleanupLevel(std::string_view raw) { return parse(kCleanupLevels, raw); }
-std::optional<RecordingMode> parseRecordingMode(std::string_view raw) { return parse(kRecordingModes, raw); }
-std::optional<HotkeyChoice> parseHotkeyChoice(std::string_view raw) { return parse(kHotkeys, raw); }
 std::string_view rawValue(SpeechEngineChoice engine) { return nameOf(kSpeechEngines, engine); }
 std::optional<SpeechEngineChoice> parseSpeechEngineChoice(std::string_view raw) {
   return parse(kSpeechEngines, raw);

@@ -4,7 +4,6 @@
 
 #include "app/AppSettings.h"
 #include "app/DictationController.h"
-#include "app/HotkeyListener.h"
 #include "base/DefaultsStore.h"
 #include "base/Log.h"
 #include "base/ManualLoop.h"
@@ -12,6 +11,7 @@
 #include "cleanup/CorrectionsDictionary.h"
 #include "cleanup/DeterministicFormat.h"
 #include "history/HistoryStore.h"
+#include "hotkey/HotkeyListener.h"
 #include "sim/SimulatedDevices.h"
 
 namespace murvelo::sim {
@@ -96,7 +96,7 @@ std::vector<std::string> runScenario(const std::vector<ScenarioStep>& steps,
 
   TalkKeyMapping mapping([&] { return settings.recordingMode(); }, &controller);
   HotkeyListener listener(
-      settings.hotkey(), [&] { mapping.onStart(); }, [&] { mapping.onStop(); });
+      nullptr, settings.hotkey(), [&] { mapping.onStart(); }, [&] { mapping.onStop(); });
   controller.setTalkKeyQuery([&] { return listener.keyDown(); });
   const int talkKey = keyCodeOf(settings.hotkey());
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "app/HotkeyListener.h"
+#include "hotkey/FakeKeySource.h"
+#include "hotkey/HotkeyListener.h"
 #include "support/RecordingLogSink.h"
 
 namespace murvelo {
@@ -61,7 +62,7 @@ TEST(HotkeyListener, KeyReportsBecomeOneStartAndOneStopPerPress) {
   for (const auto& c : cases) {
     std::string reports;
     HotkeyListener listener(
-        c.key, [&] { reports += 'S'; }, [&] { reports += 'T'; });
+        nullptr, c.key, [&] { reports += 'S'; }, [&] { reports += 'T'; });
     for (const auto& input : c.inputs) {
       if (input.resyncDown)
         listener.resynchronise(*input.resyncDown);
@@ -74,11 +75,36 @@ TEST(HotkeyListener, KeyReportsBecomeOneStartAndOneStopPerPress) {
 
 TEST(HotkeyListener, LogsDownAndUp) {
   test::ScopedLogCapture capture;
-  HotkeyListener listener(HotkeyChoice::rightOption, nullptr, nullptr);
+  HotkeyListener listener(nullptr, HotkeyChoice::rightOption, nullptr, nullptr);
   listener.handle({kRightAlt, EK::press});
   EXPECT_TRUE(listener.keyDown());
   listener.handle({kRightAlt, EK::release});
   EXPECT_EQ(capture.sink().messages(), (std::vector<std::string>{"hotkey DOWN", "hotkey UP"}));
+}
+
+TEST(HotkeyListener, StartsTheSourceOnTheChosenKeyAndResynchronisesAfterAStop) {
+  test::FakeKeySource source;
+  std::string reports;
+  HotkeyListener listener(
+      &source, HotkeyChoice::rightControl, [&] { reports += 'S'; }, [&] { reports += 'T'; });
+  source.refuse = true;
+  EXPECT_FALSE(listener.start());
+  EXPECT_FALSE(listener.isListening());
+  source.refuse = false;
+  ASSERT_TRUE(listener.start());
+  EXPECT_EQ(source.starts, (std::vector<int>{97, 97}));
+  source.press(97);
+  listener.stop();
+  EXPECT_FALSE(source.started());
+  source.release(97);  // not seen: nothing is listening
+  EXPECT_TRUE(listener.keyDown());
+  listener.setHotkey(HotkeyChoice::fn);
+  ASSERT_TRUE(listener.start());  // the state reading after the start reports the release
+  EXPECT_EQ(source.starts.back(), 464);
+  EXPECT_EQ(reports, "ST");
+  EXPECT_FALSE(listener.keyDown());
+  source.live = false;
+  EXPECT_FALSE(listener.isLive());
 }
 
 class RecordingTarget : public DictationKeyTarget {

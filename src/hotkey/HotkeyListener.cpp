@@ -1,4 +1,4 @@
-#include "app/HotkeyListener.h"
+#include "hotkey/HotkeyListener.h"
 
 #include "base/Diagnostics.h"
 #include "base/Log.h"
@@ -10,14 +10,24 @@ const Logger kLog("hotkey");
 
 }  // namespace
 
-int keyCodeOf(HotkeyChoice key) {
-  switch (key) {
-    case HotkeyChoice::rightOption: return 100;   // KEY_RIGHTALT
-    case HotkeyChoice::rightCommand: return 126;  // KEY_RIGHTMETA
-    case HotkeyChoice::rightControl: return 97;   // KEY_RIGHTCTRL
-    case HotkeyChoice::fn: return 464;            // KEY_FN
+bool HotkeyListener::start() {
+  if (!source_) return false;
+  const int code = keyCodeOf(hotkey_);
+  if (!source_->start(code, [this](const KeyEvent& event) { handle(event); })) {
+    listening_ = false;
+    return false;
   }
-  return 100;
+  listening_ = true;
+  Diagnostics::shared().record("hotkey", "tapStarted",
+                               std::string(rawValue(hotkey_)) + " " + source_->name());
+  source_->requestState();
+  return true;
+}
+
+void HotkeyListener::stop() {
+  if (!listening_) return;
+  listening_ = false;
+  if (source_) source_->stop();
 }
 
 void HotkeyListener::handle(const KeyEvent& event) {
@@ -26,10 +36,15 @@ void HotkeyListener::handle(const KeyEvent& event) {
     case KeyEvent::Kind::press: step(true); break;
     case KeyEvent::Kind::release: step(false); break;
     case KeyEvent::Kind::repeat: break;
+    case KeyEvent::Kind::state: resynchronise(event.down); break;
   }
 }
 
-void HotkeyListener::resynchronise(bool keyIsDownNow) { step(keyIsDownNow); }
+void HotkeyListener::resynchronise(bool keyIsDownNow) {
+  if (keyIsDownNow != keyDown_)
+    Diagnostics::shared().record("hotkey", "inputResync", keyIsDownNow ? "down" : "up");
+  step(keyIsDownNow);
+}
 
 void HotkeyListener::step(bool down) {
   if (down && !keyDown_) {

@@ -1,0 +1,156 @@
+#include <gtest/gtest.h>
+
+#include "app/TalkKeyService.h"
+#include "base/DefaultsStore.h"
+#include "base/ManualLoop.h"
+#include "hotkey/FakeKeySource.h"
+#include "support/RecordingLogSink.h"
+
+namespace murvelo {
+namespace {
+
+constexpr int kRightAlt = 100;
+
+class CountingTarget : public DictationKeyTarget {
+ public:
+  void keyDown() override {
+    calls += 'D';
+    recording = true;
+  }
+  void keyUp() override {
+    calls += 'U';
+    recording = false;
+  }
+  bool isRecording() const override { return recording; }
+  std::string calls;
+  bool recording = false;
+};
+
+struct Fixture {
+  ManualLoop loop;
+  InMemoryDefaultsStore defaults;
+  AppSettings settings{defaults};
+  test::FakeKeySource source;
+  CountingTarget target;
+  int prewarms = 0;
+  TalkKeyService service{loop, source, settings, defaults, {.processId = 4242}};
+  Fixture() {
+    service.setTarget(&target, [this] { ++prewarms; });
+  }
+  bool confirmed() const { return defaults.boolean(TalkKeyService::kConfirmedKey).value_or(false); }
+};
+
+std::vector<std::string> logsOf(test::ScopedLogCapture& capture) { return capture.sink().messages(); }
+
+TEST(TalkKeyService, StartListeningPublishesAndLogsAndWarmsUpOnce) {
+  test::ScopedLogCapture capture;
+  Fixture f;
+  std::vector<bool> published;
+  f.service.setListeningObserver([&](bool on) { published.push_back(on); });
+  f.source.refuse = true;
+  EXPECT_FALSE(f.service.startListening());
+  EXPECT_EQ(f.prewarms, 0);
+  f.source.refuse = false;
+  EXPECT_TRUE(f.service.startListening());
+  EXPECT_TRUE(f.service.startListening());
+  EXPECT_EQ(f.prewarms, 1);
+  EXPECT_EQ(published, (std::vector<bool>{true}));
+  auto logs = logsOf(capture);
+  EXPECT_EQ(logs[0], "startListening hotkey=rightOption inputMonitoring=false tapCreated=false");
+  EXPECT_EQ(logs[1], "talk key: not allowed");
+  EXPECT_EQ(logs[2], "startListening hotkey=rightOption inputMonitoring=true tapCreated=true");
+
+  // The key drives the controller; a changed key setting restarts on the new key.
+  f.source.press(kRightAlt);
+  f.source.release(kRightAlt);
+  EXPECT_EQ(f.target.calls, "DU");
+  f.settings.setHotkey(HotkeyChoice::rightCommand);
+  EXPECT_EQ(f.source.starts.back(), 126);
+  f.source.press(kRightAlt);
+  EXPECT_EQ(f.target.calls, "DU");
+  f.service.setTarget(nullptr);
+  f.source.press(126);
+  EXPECT_TRUE(f.service.keyDown());
+  EXPECT_EQ(f.target.calls, "DU");
+}
+
+TEST(TalkKeyService, PauseStopsTheKeyUntilResumed) {
+  test::ScopedLogCapture capture;
+  Fixture f;
+  f.service.startListening();
+  f.service.pause();
+  EXPECT_FALSE(f.service.listening());
+  f.source.press(kRightAlt);
+  f.settings.setHotkey(HotkeyChoice::fn);  // stays paused
+  EXPECT_EQ(f.source.starts.size(), 1u);
+  f.service.resume();
+  EXPECT_TRUE(f.service.listening());
+  EXPECT_EQ(f.source.starts.back(), 464);
+  auto logs = logsOf(capture);
+  EXPECT_EQ(logs[1], "hotkey paused");
+  EXPECT_EQ(logs.back(), "hotkey resumed");
+  EXPECT_EQ(f.target.calls, "");
+}
+
+TEST(TalkKeyService, VerificationOfAnOlderRegistrationIsSuperseded) {
+  test::ScopedLogCapture capture;
+  Fixture f;
+  EXPECT_EQ(f.service.registerForInputMonitoring(), 1);
+  EXPECT_EQ(f.service.registerForInputMonitoring(), 2);
+  f.service.verifyInputMonitoringLive(1);
+  EXPECT_FALSE(f.confirmed());
+  f.loop.advance(std::chrono::seconds(1));  // the scheduled verification of generation 2
+  EXPECT_TRUE(f.confirmed());
+  auto logs = logsOf(capture);
+  EXPECT_EQ(logs[1], "registerForInputMonitoring tapCreated=true armed=true inputMonitoring=true pid=4242");
+  EXPECT_EQ(logs[3], "verifyInputMonitoringLive superseded gen=1 now=2");
+  EXPECT_EQ(logs[4], "verifyInputMonitoringLive armed=true preflight=true");
+
+  Fixture dead;
+  dead.source.live = false;
+  dead.service.registerForInputMonitoring();
+  dead.loop.advance(std::chrono::seconds(1));
+  EXPECT_FALSE(dead.confirmed());
+}
+
+TEST(TalkKeyService, ArmWatchdogRetriesEachSecondWithinItsBudget) {
+  struct Case {
+    const char* name;
+    int refusedStarts;  // starts that fail before the permission takes effect
+    bool keyHeld;
+    int budget;
+    std::string lastLog;
+    bool live;
+    bool revoked;
+  };
+  const Case cases[] = {
+      {"live at once", 0, false, 45, "armWatchdog: talk key live after ~1s", true, false},
+      {"permission after 3 s", 3, false, 45, "armWatchdog: talk key live after ~4s", true, false},
+      {"never", 1000, false, 5, "armWatchdog: never armed in 5s \u2014 treating as revoked", false, true},
+      {"key held: no restart", 1000, true, 3, "armWatchdog: never armed in 3s \u2014 treating as revoked",
+       false, true},
+  };
+  for (const auto& c : cases) {
+    test::ScopedLogCapture capture;
+    Fixture f;
+    f.source.refuse = c.refusedStarts > 0;
+    f.service.startListening();
+    if (c.keyHeld) f.service.listener().resynchronise(true);
+    bool live = false, revoked = false;
+    f.service.armWatchdog(
+        c.budget, [&] { live = true; }, [&] { revoked = true; });
+    do {
+      f.source.refuse = f.source.starts.size() < static_cast<size_t>(c.refusedStarts);
+    } while (f.loop.advanceToNextTimer());
+    EXPECT_EQ(logsOf(capture).back(), c.lastLog) << c.name;
+    EXPECT_EQ(live, c.live) << c.name;
+    EXPECT_EQ(revoked, c.revoked) << c.name;
+    EXPECT_EQ(f.confirmed(), c.live) << c.name;
+    // Held: only the first start; otherwise one start at the beginning and one per failed cycle.
+    const size_t starts = c.keyHeld ? 1u : c.revoked ? static_cast<size_t>(c.budget) : 1u + c.refusedStarts;
+    EXPECT_EQ(f.source.starts.size(), starts) << c.name;
+  }
+}
+
+}  // namespace
+}  // namespace murvelo

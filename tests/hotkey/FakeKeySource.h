@@ -1,0 +1,52 @@
+#pragma once
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "hotkey/KeySource.h"
+
+namespace murvelo::test {
+
+// A key source the test drives: it refuses to start while `refuse` is set, remembers the codes it
+// was started on, and delivers reports only while started, like a real source.
+class FakeKeySource : public KeySource {
+ public:
+  bool start(int keyCode, Handler handler) override {
+    starts.push_back(keyCode);
+    if (refuse) return false;
+    code_ = keyCode;
+    handler_ = std::move(handler);
+    return true;
+  }
+  void stop() override { handler_ = nullptr; }
+  void requestState() override { deliver({code_, KeyEvent::Kind::state, held.count(code_) > 0}); }
+  bool isLive() const override { return handler_ && live; }
+  bool mayListen() const override { return !refuse; }
+  std::string problem() const override { return refuse ? "not allowed" : ""; }
+  std::string name() const override { return "fake"; }
+
+  void press(int code) {
+    held.insert(code);
+    deliver({code, KeyEvent::Kind::press});
+  }
+  void release(int code) {
+    held.erase(code);
+    deliver({code, KeyEvent::Kind::release});
+  }
+  void deliver(const KeyEvent& event) {
+    if (handler_) handler_(event);
+  }
+  bool started() const { return static_cast<bool>(handler_); }
+
+  bool refuse = false;
+  bool live = true;
+  std::set<int> held;  // what a state reading sees
+  std::vector<int> starts;
+
+ private:
+  int code_ = 0;
+  Handler handler_;
+};
+
+}  // namespace murvelo::test
