@@ -99,7 +99,9 @@ TEST_F(X11KeySourceTest, RealKeyStrokesBecomeOneStartAndOneStop) {
        {{kLeftAlt, true}, {kRightAlt, true}, {kRightAlt, false}, {kLeftAlt, false}},
        "ST"},
       {"second press while down", {{kRightAlt, true}, {kRightAlt, true}, {kRightAlt, false}}, "ST"},
-      {"letters and other modifiers", {{kLetterA, true}, {kLetterA, false}, {kLeftCtrl, true}, {kLeftCtrl, false}}, ""},
+      {"letters and other modifiers",
+       {{kLetterA, true}, {kLetterA, false}, {kLeftCtrl, true}, {kLeftCtrl, false}},
+       ""},
   };
   ASSERT_TRUE(listen(HotkeyChoice::rightOption));
   for (const auto& c : cases) {
@@ -112,7 +114,8 @@ TEST_F(X11KeySourceTest, RealKeyStrokesBecomeOneStartAndOneStop) {
 }
 
 TEST_F(X11KeySourceTest, EachTalkKeyIsItsOwnCode) {
-  for (HotkeyChoice key : {HotkeyChoice::rightOption, HotkeyChoice::rightCommand, HotkeyChoice::rightControl}) {
+  for (HotkeyChoice key :
+       {HotkeyChoice::rightOption, HotkeyChoice::rightCommand, HotkeyChoice::rightControl}) {
     reports.clear();
     ASSERT_TRUE(counting->start(keyCodeOf(key), [this](const KeyEvent& event) {
       if (event.kind == KeyEvent::Kind::press) reports += std::to_string(event.code) + "+";

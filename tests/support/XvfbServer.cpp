@@ -52,7 +52,8 @@ bool XvfbServer::start(int timeoutMs) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
   while (true) {
     auto left =
-        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count();
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now())
+            .count();
     if (left <= 0) break;
     pollfd p{fds[0], POLLIN, 0};
     if (poll(&p, 1, static_cast<int>(left)) <= 0) break;

@@ -99,8 +99,8 @@ struct X11KeySource::Worker {
   std::atomic<bool> live{true};
   std::atomic<bool> stateWanted{false};
   std::atomic<bool> quit{false};
-  bool down = false;   // the key as this worker last saw it
-  bool gap = false;    // a state reading is due
+  bool down = false;  // the key as this worker last saw it
+  bool gap = false;   // a state reading is due
 
   void post(const KeyEvent& event) {
     loop.post([delivery = delivery, generation = generation, event] {
@@ -108,9 +108,7 @@ struct X11KeySource::Worker {
     });
   }
 
-  void wake(char why) {
-    [[maybe_unused]] ssize_t n = write(wakeWrite, &why, 1);
-  }
+  void wake(char why) { [[maybe_unused]] ssize_t n = write(wakeWrite, &why, 1); }
 
   void drainWake() {
     char buffer[64];
@@ -129,7 +127,8 @@ struct X11KeySource::Worker {
     if (type != XCB_GE_GENERIC) return;
     auto* generic = reinterpret_cast<xcb_ge_generic_event_t*>(event);
     if (generic->extension != xiOpcode) return;
-    if (generic->event_type != XCB_INPUT_RAW_KEY_PRESS && generic->event_type != XCB_INPUT_RAW_KEY_RELEASE) return;
+    if (generic->event_type != XCB_INPUT_RAW_KEY_PRESS && generic->event_type != XCB_INPUT_RAW_KEY_RELEASE)
+      return;
     auto* raw = reinterpret_cast<xcb_input_raw_key_press_event_t*>(event);
     if (static_cast<int>(raw->detail) - kXKeyCodeOffset != keyCode) return;
     if (generic->event_type == XCB_INPUT_RAW_KEY_PRESS) {
@@ -223,8 +222,9 @@ bool X11KeySource::start(int keyCode, Handler handler) {
   stop();
   problem_.clear();
   if (keyCode <= 0 || keyCode + kXKeyCodeOffset > kMaxXKeyCode) {
-    problem_ = "X11 does not pass this key to applications (fn is handled inside the keyboard); "
-               "choose another talk key";
+    problem_ =
+        "X11 does not pass this key to applications (fn is handled inside the keyboard); "
+        "choose another talk key";
     return false;
   }
   uint8_t opcode = 0;

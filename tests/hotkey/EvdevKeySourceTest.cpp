@@ -1,0 +1,222 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include "base/ManualLoop.h"
+#include "hotkey/HotkeyListener.h"
+#include "hotkey/evdev/EvdevKeySource.h"
+#include "support/TempDir.h"
+
+namespace murvelo {
+namespace {
+
+constexpr int kRightAlt = KEY_RIGHTALT;
+
+input_event ev(int type, int code, int value) {
+  input_event event{};
+  event.type = static_cast<__u16>(type);
+  event.code = static_cast<__u16>(code);
+  event.value = value;
+  return event;
+}
+input_event key(int code, int value) { return ev(EV_KEY, code, value); }
+input_event report() { return ev(EV_SYN, SYN_REPORT, 0); }
+input_event dropped() { return ev(EV_SYN, SYN_DROPPED, 0); }
+
+std::string describe(const std::vector<KeyEvent>& reports) {
+  std::string out;
+  for (const auto& r : reports) {
+    switch (r.kind) {
+      case KeyEvent::Kind::press: out += "P"; break;
+      case KeyEvent::Kind::release: out += "R"; break;
+      case KeyEvent::Kind::repeat: out += "r"; break;
+      case KeyEvent::Kind::state: out += r.down ? "1" : "0"; break;
+    }
+  }
+  return out;
+}
+
+TEST(EvdevKeyReader, RecordedStreamsBecomeReports) {
+  struct Case {
+    const char* name;
+    std::vector<input_event> events;
+    std::optional<bool> deviceState;  // what EVIOCGKEY answers
+    std::string reports;
+  };
+  const Case cases[] = {
+      {"press and release", {key(kRightAlt, 1), report(), key(kRightAlt, 0), report()}, false, "PR"},
+      {"auto-repeat",
+       {key(kRightAlt, 1), key(kRightAlt, 2), key(kRightAlt, 2), key(kRightAlt, 0)},
+       false,
+       "PrrR"},
+      {"other keys",
+       {key(KEY_LEFTALT, 1), key(KEY_A, 1), ev(EV_MSC, MSC_SCAN, 100), key(KEY_LEFTALT, 0)},
+       false,
+       ""},
+      {"dropped events, key now down",
+       {dropped(), key(kRightAlt, 0), key(kRightAlt, 1), report(), key(kRightAlt, 0)},
+       true,
+       "1R"},
+      {"dropped events, release lost", {key(kRightAlt, 1), dropped(), report()}, false, "P0"},
+      {"dropped events, device does not answer",
+       {key(kRightAlt, 1), dropped(), report(), key(kRightAlt, 2)},
+       std::nullopt,
+       "Pr"},
+  };
+  for (const auto& c : cases) {
+    EvdevKeyReader reader(kRightAlt, [&] { return c.deviceState; });
+    std::vector<KeyEvent> reports;
+    for (const auto& e : c.events) reader.feed(e, reports);
+    EXPECT_EQ(describe(reports), c.reports) << c.name;
+  }
+}
+
+// Keyboards as FIFOs in a temporary directory: the test writes recorded events into them, and
+// answers the capability and state questions from its own table.
+class EvdevKeySourceTest : public ::testing::Test {
+ protected:
+  struct Keyboard {
+    int writer = -1;
+    bool hasKey = true;
+    bool keyDown = false;
+  };
+
+  EvdevDeviceOps ops() {
+    EvdevDeviceOps ops;
+    ops.open = [this](const std::string& path) {
+      if (denied.count(path)) return -EACCES;
+      int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+      return fd >= 0 ? fd : -errno;
+    };
+    ops.reportsKey = [this](int, const std::string& path, int) {
+      std::lock_guard lock(mutex);
+      return keyboards[path].hasKey;
+    };
+    ops.keyState = [this](int, const std::string& path, int) -> std::optional<bool> {
+      std::lock_guard lock(mutex);
+      return keyboards[path].keyDown;
+    };
+    return ops;
+  }
+
+  std::string plug(const std::string& name, bool hasKey = true, bool keyDown = false) {
+    const std::string path = (dir / name).string();
+    {
+      std::lock_guard lock(mutex);
+      keyboards[path].hasKey = hasKey;
+      keyboards[path].keyDown = keyDown;
+    }
+    EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
+    keyboards[path].writer = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+    return path;
+  }
+  void unplug(const std::string& path) {
+    close(keyboards[path].writer);
+    unlink(path.c_str());
+  }
+  // Writes events; the device's state follows them unless they are a damaged packet.
+  void send(const std::string& path, std::vector<input_event> events, bool trackState = true) {
+    for (const auto& e : events) {
+      if (trackState && e.type == EV_KEY && e.code == kRightAlt) {
+        std::lock_guard lock(mutex);
+        keyboards[path].keyDown = e.value != 0;
+      }
+    }
+    ASSERT_EQ(write(keyboards[path].writer, events.data(), events.size() * sizeof(input_event)),
+              static_cast<ssize_t>(events.size() * sizeof(input_event)));
+  }
+
+  bool listen(EvdevKeySource& source) {
+    listener = std::make_unique<HotkeyListener>(
+        &source, HotkeyChoice::rightOption, [this] { reports += 'S'; }, [this] { reports += 'T'; });
+    return listener->start();
+  }
+
+  bool waitFor(const std::string& expected) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (reports != expected) {
+      if (std::chrono::steady_clock::now() > deadline) return false;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      loop.runUntilIdle();
+    }
+    return true;
+  }
+
+  void TearDown() override {
+    listener.reset();
+    for (auto& [path, keyboard] : keyboards)
+      if (keyboard.writer >= 0) close(keyboard.writer);
+  }
+
+  test::TempDir dir;
+  ManualLoop loop;
+  std::mutex mutex;
+  std::map<std::string, Keyboard> keyboards;
+  std::set<std::string> denied;
+  std::unique_ptr<HotkeyListener> listener;
+  std::string reports;
+};
+
+TEST_F(EvdevKeySourceTest, TheKeyIsDownWhileDownOnAnyKeyboard) {
+  const std::string a = plug("event0");
+  const std::string b = plug("event1");
+  plug("event2", false);  // a mouse: not opened
+  const std::string locked = plug("event3");
+  denied.insert(locked);  // skipped, not fatal
+  EvdevKeySource source(loop, dir.path().string(), ops());
+  ASSERT_TRUE(listen(source));
+  EXPECT_EQ(source.deviceCount(), 2);
+  send(a, {key(kRightAlt, 1), report()});
+  ASSERT_TRUE(waitFor("S"));
+  send(b, {key(kRightAlt, 1), report(), key(kRightAlt, 2), report()});
+  send(a, {key(kRightAlt, 0), report()});
+  send(b, {key(kRightAlt, 0), report()});
+  EXPECT_TRUE(waitFor("ST"));
+  // Events lost in the kernel's buffer: the state reading after SYN_DROPPED tells the truth.
+  send(a, {key(kRightAlt, 1), report()});
+  ASSERT_TRUE(waitFor("STS"));
+  {
+    std::lock_guard lock(mutex);
+    keyboards[a].keyDown = false;
+  }
+  send(a, {dropped(), key(kRightAlt, 1), report()}, false);
+  EXPECT_TRUE(waitFor("STST"));
+}
+
+TEST_F(EvdevKeySourceTest, KeyboardsComeAndGoWhileListening) {
+  EvdevKeySource source(loop, dir.path().string(), ops());
+  ASSERT_TRUE(listen(source));
+  EXPECT_EQ(source.deviceCount(), 0);
+  // Plugged in with the key already held: its state is read at once.
+  const std::string a = plug("event5", true, true);
+  ASSERT_TRUE(waitFor("S"));
+  // Unplugged while held: a release.
+  unplug(a);
+  ASSERT_TRUE(waitFor("ST"));
+  const std::string b = plug("event6");
+  send(b, {key(kRightAlt, 1), report()});
+  EXPECT_TRUE(waitFor("STS"));
+  EXPECT_TRUE(source.isLive());
+}
+
+TEST_F(EvdevKeySourceTest, CannotListenWithoutReadAccessOrDevices) {
+  denied.insert(plug("event0"));
+  denied.insert(plug("event1"));
+  EvdevKeySource source(loop, dir.path().string(), ops());
+  EXPECT_FALSE(source.start(kRightAlt, [](const KeyEvent&) {}));
+  EXPECT_NE(source.problem().find("sudo usermod -aG input $USER"), std::string::npos) << source.problem();
+  EXPECT_FALSE(source.isLive());
+
+  EvdevKeySource nowhere(loop, (dir / "missing").string(), ops());
+  EXPECT_FALSE(nowhere.start(kRightAlt, [](const KeyEvent&) {}));
+  EXPECT_FALSE(nowhere.mayListen());
+}
+
+}  // namespace
+}  // namespace murvelo
