@@ -132,6 +132,12 @@ class EvdevKeySourceTest : public ::testing::Test {
               static_cast<ssize_t>(events.size() * sizeof(input_event)));
   }
 
+  // The source outlives the listener, which stops it on the way out.
+  EvdevKeySource& makeSource() {
+    source = std::make_unique<EvdevKeySource>(loop, dir.path().string(), ops());
+    return *source;
+  }
+
   bool listen(EvdevKeySource& source) {
     listener = std::make_unique<HotkeyListener>(
         &source, HotkeyChoice::rightOption, [this] { reports += 'S'; }, [this] { reports += 'T'; });
@@ -159,6 +165,7 @@ class EvdevKeySourceTest : public ::testing::Test {
   std::mutex mutex;
   std::map<std::string, Keyboard> keyboards;
   std::set<std::string> denied;
+  std::unique_ptr<EvdevKeySource> source;
   std::unique_ptr<HotkeyListener> listener;
   std::string reports;
 };
@@ -169,9 +176,8 @@ TEST_F(EvdevKeySourceTest, TheKeyIsDownWhileDownOnAnyKeyboard) {
   plug("event2", false);  // a mouse: not opened
   const std::string locked = plug("event3");
   denied.insert(locked);  // skipped, not fatal
-  EvdevKeySource source(loop, dir.path().string(), ops());
-  ASSERT_TRUE(listen(source));
-  EXPECT_EQ(source.deviceCount(), 2);
+  ASSERT_TRUE(listen(makeSource()));
+  EXPECT_EQ(source->deviceCount(), 2);
   send(a, {key(kRightAlt, 1), report()});
   ASSERT_TRUE(waitFor("S"));
   send(b, {key(kRightAlt, 1), report(), key(kRightAlt, 2), report()});
@@ -190,9 +196,8 @@ TEST_F(EvdevKeySourceTest, TheKeyIsDownWhileDownOnAnyKeyboard) {
 }
 
 TEST_F(EvdevKeySourceTest, KeyboardsComeAndGoWhileListening) {
-  EvdevKeySource source(loop, dir.path().string(), ops());
-  ASSERT_TRUE(listen(source));
-  EXPECT_EQ(source.deviceCount(), 0);
+  ASSERT_TRUE(listen(makeSource()));
+  EXPECT_EQ(source->deviceCount(), 0);
   // Plugged in with the key already held: its state is read at once.
   const std::string a = plug("event5", true, true);
   ASSERT_TRUE(waitFor("S"));
@@ -202,16 +207,16 @@ TEST_F(EvdevKeySourceTest, KeyboardsComeAndGoWhileListening) {
   const std::string b = plug("event6");
   send(b, {key(kRightAlt, 1), report()});
   EXPECT_TRUE(waitFor("STS"));
-  EXPECT_TRUE(source.isLive());
+  EXPECT_TRUE(source->isLive());
 }
 
 TEST_F(EvdevKeySourceTest, CannotListenWithoutReadAccessOrDevices) {
   denied.insert(plug("event0"));
   denied.insert(plug("event1"));
-  EvdevKeySource source(loop, dir.path().string(), ops());
-  EXPECT_FALSE(source.start(kRightAlt, [](const KeyEvent&) {}));
-  EXPECT_NE(source.problem().find("sudo usermod -aG input $USER"), std::string::npos) << source.problem();
-  EXPECT_FALSE(source.isLive());
+  EvdevKeySource& locked = makeSource();
+  EXPECT_FALSE(locked.start(kRightAlt, [](const KeyEvent&) {}));
+  EXPECT_NE(locked.problem().find("sudo usermod -aG input $USER"), std::string::npos) << locked.problem();
+  EXPECT_FALSE(locked.isLive());
 
   EvdevKeySource nowhere(loop, (dir / "missing").string(), ops());
   EXPECT_FALSE(nowhere.start(kRightAlt, [](const KeyEvent&) {}));
