@@ -16,11 +16,11 @@
 #include "base/Uuid.h"
 #include "speech/AudioConverter.h"
 #include "speech/AudioFile.h"
-#include "speech/PocketSphinxRecognizer.h"
+#include "speech/pocketsphinx/PocketSphinxRecognizer.h"
 #include "speech/SpeechEngine.h"
-#include "speech/SyntheticWhisperModel.h"
+#include "tools/SyntheticWhisperModel.h"
 #include "speech/ThreadRaceTimer.h"
-#include "speech/WhisperRecognizer.h"
+#include "speech/whisper/WhisperRecognizer.h"
 
 namespace murvelo {
 namespace {

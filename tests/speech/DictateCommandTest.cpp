@@ -6,7 +6,7 @@
 
 #include "accuracy/WER.h"
 #include "speech/AudioFile.h"
-#include "speech/SyntheticWhisperModel.h"
+#include "tools/SyntheticWhisperModel.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
 
