@@ -40,10 +40,7 @@ class SlowCursor : public CursorContextReader {
 
 class ControllerTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    make();
-    settings().setUseDictationEngine(true);
-  }
+  void SetUp() override { make(); }
 
   // The program's assembly over simulated devices, with a scripted cleaner.
   void make(CursorContextReader* reader = nullptr) {
@@ -59,6 +56,7 @@ class ControllerTest : public ::testing::Test {
                                                        .speech = &speech,
                                                        .cleaner = &cleaner});
     controller = &app->controller();
+    settings().setUseDictationEngine(true);
     controller->setTalkKeyQuery([this] { return keyHeld; });
     controller->setStatusObserver(
         [this](const DictationStatus& status, bool) { statuses.push_back(status); });
