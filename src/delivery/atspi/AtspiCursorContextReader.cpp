@@ -10,12 +10,6 @@
 #include "delivery/atspi/AtspiAccessibility.h"
 
 namespace murvelo {
-namespace {
-
-// A little more than one call's time-out.
-constexpr std::chrono::milliseconds kCallGrace{150};
-
-}  // namespace
 
 // One read: the worker and the time limit race to settle it, the first one wins.
 struct AtspiCursorContextReader::Pending {
@@ -38,58 +32,69 @@ struct AtspiCursorContextReader::Pending {
   }
 };
 
-// The thread that makes every libatspi call. It owns its state jointly with the reader, so a
-// thread stuck in a call that never returns (a bus that accepts and never answers) can be left
-// behind instead of hanging whoever destroys the reader.
-struct AtspiCursorContextReader::Worker {
-  std::mutex mutex;
-  std::condition_variable wake;
-  std::deque<std::function<void()>> jobs;
-  bool quitting = false;
-  bool finished = false;
+namespace {
 
-  static void run(std::shared_ptr<Worker> self) {
-    for (;;) {
-      std::function<void()> job;
-      {
-        std::unique_lock lock(self->mutex);
-        self->wake.wait(lock, [&] { return self->quitting || !self->jobs.empty(); });
-        if (self->quitting) break;
-        job = std::move(self->jobs.front());
-        self->jobs.pop_front();
-      }
-      job();
-    }
-    std::lock_guard lock(self->mutex);
-    self->finished = true;
-    self->wake.notify_all();
+// The one thread that makes every libatspi call (the library keeps process-wide state), for all
+// readers. A call that never returns (a bus that accepts and never answers) leaves it stuck, and
+// later reads then give the unavailable context at their deadline: nobody waits for it.
+class AtspiWorker {
+ public:
+  static AtspiWorker& instance() {
+    static AtspiWorker* worker = [] {
+      auto* created = new AtspiWorker;
+      std::thread([created] { created->run(); }).detach();
+      return created;
+    }();
+    return *worker;
   }
 
   void post(std::function<void()> job) {
     {
-      std::lock_guard lock(mutex);
-      jobs.push_back(std::move(job));
+      std::lock_guard lock(mutex_);
+      jobs_.push_back(std::move(job));
     }
-    wake.notify_all();
+    wake_.notify_one();
   }
+
+ private:
+  [[noreturn]] void run() {
+    for (;;) {
+      std::function<void()> job;
+      {
+        std::unique_lock lock(mutex_);
+        wake_.wait(lock, [&] { return !jobs_.empty(); });
+        job = std::move(jobs_.front());
+        jobs_.pop_front();
+      }
+      job();
+    }
+  }
+
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::deque<std::function<void()>> jobs_;
+};
+
+}  // namespace
+
+// Where late answers go: nowhere once the reader is gone.
+struct AtspiCursorContextReader::Owner {
+  std::mutex mutex;
+  MainLoop* loop = nullptr;
 };
 
 AtspiCursorContextReader::AtspiCursorContextReader(MainLoop* loop, std::chrono::milliseconds bound)
-    : loop_(loop), bound_(bound), worker_(std::make_shared<Worker>()) {
-  std::thread(&Worker::run, worker_).detach();
+    : bound_(bound), owner_(std::make_shared<Owner>()) {
+  owner_->loop = loop;
 }
 
 AtspiCursorContextReader::~AtspiCursorContextReader() {
-  std::unique_lock lock(worker_->mutex);
-  worker_->quitting = true;
-  worker_->jobs.clear();
-  worker_->wake.notify_all();
-  // A call in progress ends within its time-out; only a hung one is left behind.
-  worker_->wake.wait_for(lock, kCallGrace, [&] { return worker_->finished; });
+  std::lock_guard lock(owner_->mutex);
+  owner_->loop = nullptr;
 }
 
 void AtspiCursorContextReader::start(const std::shared_ptr<Pending>& pending) {
-  worker_->post([pending] {
+  AtspiWorker::instance().post([pending] {
     // A read whose caller has stopped waiting is not worth a round trip.
     if (std::chrono::steady_clock::now() >= pending->deadline) return;
     AtspiAccessibility accessibility(pending->deadline);
@@ -100,11 +105,11 @@ void AtspiCursorContextReader::start(const std::shared_ptr<Pending>& pending) {
 void AtspiCursorContextReader::read(std::function<void(CursorContext)> done) {
   auto pending = std::make_shared<Pending>();
   pending->deadline = std::chrono::steady_clock::now() + bound_;
-  MainLoop* loop = loop_;
-  pending->done = [loop, done = std::move(done)](CursorContext context) {
-    loop->post([done, context = std::move(context)] { done(context); });
+  pending->done = [owner = owner_, done = std::move(done)](CursorContext context) {
+    std::lock_guard lock(owner->mutex);
+    if (owner->loop) owner->loop->post([done, context = std::move(context)] { done(context); });
   };
-  loop_->postAfter(bound_, [pending] { pending->settle(CursorContext::unavailable()); });
+  owner_->loop->postAfter(bound_, [pending] { pending->settle(CursorContext::unavailable()); });
   start(pending);
 }
 

@@ -10,7 +10,7 @@ namespace murvelo {
 
 class MainLoop;
 
-// Reads the focused field's context through AT-SPI on a worker thread of its own. A read that
+// Reads the focused field's context through AT-SPI on a worker thread. A read that
 // takes longer than `bound` (an application that hangs, a bus that does not answer) gives the
 // unavailable context; its late answer is dropped.
 class AtspiCursorContextReader : public CursorContextReader {
@@ -28,12 +28,11 @@ class AtspiCursorContextReader : public CursorContextReader {
 
  private:
   struct Pending;
-  struct Worker;
+  struct Owner;
   void start(const std::shared_ptr<Pending>& pending);
 
-  MainLoop* loop_;
   std::chrono::milliseconds bound_;
-  std::shared_ptr<Worker> worker_;
+  std::shared_ptr<Owner> owner_;
 };
 
 }  // namespace murvelo
