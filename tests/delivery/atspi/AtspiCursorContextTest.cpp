@@ -91,7 +91,9 @@ TEST_F(AtspiCursorContext, ReadsARealGtkField) {
   for (const auto& c : cases) {
     GtkTextWindow window;
     ASSERT_TRUE(window.open(xvfb_->display(), c.field)) << c.name << "\n" << window.log();
+    // Each call may take 0.1 s; a heavily loaded machine can miss that once.
     Json got = context();
+    for (int retry = 0; retry < 2 && got.is_object() && got["available"] == false; ++retry) got = context();
     ASSERT_TRUE(got.is_object()) << c.name;
     EXPECT_EQ(got["available"], true) << c.name;
     EXPECT_EQ(got["atStart"], c.atStart) << c.name;
