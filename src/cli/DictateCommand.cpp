@@ -1,23 +1,17 @@
 #include <chrono>
 #include <iostream>
 
-#include "app/AppSettings.h"
-#include "app/DictationController.h"
+#include "app/AppEnvironment.h"
+#include "audio/AudioFile.h"
 #include "audio/FilePlaybackRecorder.h"
 #include "base/DefaultsStore.h"
 #include "base/EventLoop.h"
 #include "base/Paths.h"
-#include "cleanup/CleanupStep.h"
-#include "cleanup/CorrectionsDictionary.h"
-#include "cleanup/DeterministicFormat.h"
+#include "base/ThreadTimer.h"
 #include "cli/Commands.h"
 #include "cli/SpeechOptions.h"
 #include "delivery/CursorContextReader.h"
 #include "delivery/atspi/AtspiCursorContextReader.h"
-#include "history/HistoryStore.h"
-#include "speech/AudioFile.h"
-#include "speech/SpeechEngine.h"
-#include "speech/ThreadRaceTimer.h"
 
 namespace murvelo::cli {
 namespace {
@@ -95,14 +89,8 @@ int runDictate(CommandContext& context) {
 
   // The user's own settings and history are left alone: this run keeps its own.
   InMemoryDefaultsStore defaults;
-  AppSettings settings(defaults);
-  settings.setCleanupLevel(level);
-  settings.setUseDictationEngine(true);
-  HistoryStore history(defaults);
-
   EventLoop loop;
-  ThreadRaceTimer timer;
-  SpeechEngine engine(loop, timer, recognizer, Paths::runtimeDir());
+  ThreadTimer timer;
   std::function<void()> keyUp;
   FilePlaybackRecorder recorder(std::move(samples.value()), kCaptureRate, args->flag("realtime"),
                                 Paths::runtimeDir(), [&loop, &keyUp] { loop.post([&keyUp] { keyUp(); }); });
@@ -111,11 +99,18 @@ int runDictate(CommandContext& context) {
   CursorContextReader& cursor = args->flag("focused-field") ? static_cast<CursorContextReader&>(focusedCursor)
                                                             : static_cast<CursorContextReader&>(fixedCursor);
   PrintingInserter inserter(context);
-  CorrectionsDictionary corrections(defaults);
-  const cleanup::DeterministicFormat format;
-  CleanupStep cleaner(&format, corrections);
-  DictationController controller(
-      {loop, recorder, engine, cursor, inserter, cleaner, history, settings, defaults});
+  AppEnvironment app({.loop = loop,
+                      .timer = timer,
+                      .defaults = defaults,
+                      .recorder = recorder,
+                      .cursor = cursor,
+                      .inserter = inserter,
+                      .recognizer = recognizer,
+                      .tempDir = Paths::runtimeDir()});
+  app.settings().setCleanupLevel(level);
+  app.settings().setUseDictationEngine(true);
+  DictationController& controller = app.controller();
+  SpeechEngine& engine = *app.speechEngine();
 
   std::chrono::steady_clock::time_point keyDownAt, keyUpAt;
   bool released = false;
