@@ -24,6 +24,7 @@ int runModels(CommandContext& context);
 int runDevices(CommandContext& context);
 int runRecord(CommandContext& context);
 int runListen(CommandContext& context);
+int runContext(CommandContext& context);
 
 // Every subcommand, in the order the usage lists them.
 inline constexpr Command kCommands[] = {
@@ -39,6 +40,7 @@ inline constexpr Command kCommands[] = {
     {"devices", "list the audio inputs as JSON", runDevices},
     {"record", "capture from the microphone into a 16 kHz WAV file", runRecord},
     {"listen", "print the talk key's presses and releases, to check it is seen", runListen},
+    {"context", "print the focused text field's cursor context as JSON", runContext},
 };
 
 }  // namespace murvelo::cli

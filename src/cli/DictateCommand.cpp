@@ -11,17 +11,21 @@
 #include "cli/Commands.h"
 #include "cli/SpeechOptions.h"
 #include "delivery/CursorContextReader.h"
+#include "delivery/atspi/AtspiCursorContextReader.h"
 
 namespace murvelo::cli {
 namespace {
 
 constexpr const char* kUsage =
-    "usage: murvelo-cli dictate --wav FILE [--level none|light|format] [--before-cursor TEXT]\n"
+    "usage: murvelo-cli dictate --wav FILE [--level none|light|format] [--before-cursor TEXT | "
+    "--focused-field]\n"
     "                           [--engine auto|whisper|pocketsphinx] [--model PATH] [--realtime]\n"
     "Runs one dictation through the whole program without a desktop: FILE plays as the microphone\n"
     "(at its real pace with --realtime), the talk key goes down at its start and up at its end,\n"
     "and the delivered text is printed as one JSON string on standard output. --before-cursor is\n"
-    "the text the focused field holds before the cursor. Timings and the path the transcript took\n"
+    "the text the focused field holds before the cursor; --focused-field reads the real focused field\n"
+    "through the accessibility bus instead, as the desktop program does. Timings and the path the transcript "
+    "took\n"
     "(streaming or file fallback) go to standard error.\n";
 
 // The microphone as a capture device: 48 kHz, as most are.
@@ -62,10 +66,13 @@ class PrintingInserter : public TextInserter {
 int runDictate(CommandContext& context) {
   int exitCode = kSuccess;
   auto args =
-      context.parse({{"wav", "level", "before-cursor", "engine", "model"}, {"realtime"}}, kUsage, exitCode);
+      context.parse({{"wav", "level", "before-cursor", "engine", "model"}, {"realtime", "focused-field"}},
+                    kUsage, exitCode);
   if (!args) return exitCode;
   if (!args->positionals().empty())
     return context.usageError("unexpected argument " + args->positionals()[0], kUsage);
+  if (args->flag("focused-field") && args->option("before-cursor"))
+    return context.usageError("--before-cursor and --focused-field exclude each other", kUsage);
   auto wav = args->option("wav");
   if (!wav) return context.usageError("--wav FILE is required", kUsage);
   CleanupLevel level = CleanupLevel::light;
@@ -87,7 +94,10 @@ int runDictate(CommandContext& context) {
   std::function<void()> keyUp;
   FilePlaybackRecorder recorder(std::move(samples.value()), kCaptureRate, args->flag("realtime"),
                                 Paths::runtimeDir(), [&loop, &keyUp] { loop.post([&keyUp] { keyUp(); }); });
-  FixedCursor cursor(loop, args->option("before-cursor").value_or(""));
+  FixedCursor fixedCursor(loop, args->option("before-cursor").value_or(""));
+  AtspiCursorContextReader focusedCursor(&loop);
+  CursorContextReader& cursor = args->flag("focused-field") ? static_cast<CursorContextReader&>(focusedCursor)
+                                                            : static_cast<CursorContextReader&>(fixedCursor);
   PrintingInserter inserter(context);
   AppEnvironment app({.loop = loop,
                       .timer = timer,

@@ -6,6 +6,8 @@
 
 namespace murvelo {
 
+class Accessibility;
+
 // The characters around the insertion point of the focused text field, and the two decisions the
 // dictation takes from them. A "character" is a grapheme cluster, held as UTF-8.
 struct CursorContext {
@@ -17,6 +19,10 @@ struct CursorContext {
   std::optional<std::string> followingChar;
 
   static CursorContext unavailable() { return {}; }
+  // Reads the focused element: its selection, the character after the selection and up to 48
+  // characters before it, at most three round trips. Never fails: what cannot be read gives the
+  // unavailable context, or only an absent `followingChar` when just that read fails.
+  static CursorContext read(Accessibility& accessibility);
   // The record for a cursor after `preceding` (at most the last 48 characters matter; empty
   // means the start of the field) with `following` after the selection.
   static CursorContext fromText(std::string_view preceding,

@@ -1,0 +1,87 @@
+#include "support/AtspiSession.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+#include "support/RunProcess.h"
+
+namespace murvelo::test {
+
+bool AtspiSession::available() {
+  return access("/usr/bin/dbus-daemon", X_OK) == 0 && access("/usr/bin/dbus-send", X_OK) == 0 &&
+         access(kBusLauncher, X_OK) == 0;
+}
+
+AtspiSession::~AtspiSession() {
+  launcher_.stop();
+  sessionBus_.stop();
+  if (!exported_) return;
+  if (hadPrevious_)
+    setenv("DBUS_SESSION_BUS_ADDRESS", previous_.c_str(), 1);
+  else
+    unsetenv("DBUS_SESSION_BUS_ADDRESS");
+}
+
+bool AtspiSession::start() {
+  int ready[2];
+  if (pipe2(ready, O_CLOEXEC) != 0) return false;
+  std::string socket = "unix:path=" + (dir_ / "bus").string();
+  bool started = sessionBus_.start({"/usr/bin/dbus-daemon", "--session", "--nofork", "--address=" + socket,
+                                    "--print-address=" + std::to_string(ready[1])},
+                                   {}, dir_ / "dbus.log", ready[1]);
+  close(ready[1]);
+  std::string address;
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (started && std::chrono::steady_clock::now() < deadline) {
+    pollfd poll{ready[0], POLLIN, 0};
+    if (::poll(&poll, 1, 100) <= 0) continue;
+    char c = 0;
+    if (read(ready[0], &c, 1) != 1 || c == '\n') break;
+    address += c;
+  }
+  close(ready[0]);
+  if (address.empty()) return false;
+  address_ = address;
+
+  std::filesystem::create_directories(dir_ / "runtime");
+  std::map<std::string, std::optional<std::string>> env = {
+      {"DBUS_SESSION_BUS_ADDRESS", address_},
+      {"DISPLAY", std::nullopt},
+      {"HOME", dir_.path().string()},
+      {"XDG_RUNTIME_DIR", (dir_ / "runtime").string()},
+  };
+  if (!launcher_.start({kBusLauncher, "--launch-immediately"}, env, dir_ / "launcher.log")) return false;
+
+  std::map<std::string, std::string> busEnv = {{"DBUS_SESSION_BUS_ADDRESS", address_}};
+  bool answered = false;
+  while (!answered && std::chrono::steady_clock::now() < deadline) {
+    answered = runProcess("/usr/bin/dbus-send",
+                          {"--session", "--print-reply", "--reply-timeout=500", "--dest=org.a11y.Bus",
+                           "/org/a11y/bus", "org.a11y.Bus.GetAddress"},
+                          busEnv)
+                   .exitCode == 0;
+    if (!answered) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  if (!answered) return false;
+  // Toolkits that ask whether accessibility is on get a yes.
+  runProcess("/usr/bin/dbus-send",
+             {"--session", "--print-reply", "--dest=org.a11y.Bus", "/org/a11y/bus",
+              "org.freedesktop.DBus.Properties.Set", "string:org.a11y.Status", "string:IsEnabled",
+              "variant:boolean:true"},
+             busEnv);
+
+  if (const char* previous = std::getenv("DBUS_SESSION_BUS_ADDRESS")) {
+    hadPrevious_ = true;
+    previous_ = previous;
+  }
+  setenv("DBUS_SESSION_BUS_ADDRESS", address_.c_str(), 1);
+  exported_ = true;
+  return true;
+}
+
+}  // namespace murvelo::test

@@ -1,0 +1,75 @@
+#include "support/ChildProcess.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+namespace murvelo::test {
+
+bool ChildProcess::start(const std::vector<std::string>& argv,
+                         const std::map<std::string, std::optional<std::string>>& env,
+                         const std::filesystem::path& log, int inheritFd) {
+  stop();
+  std::vector<char*> args;
+  for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+  args.push_back(nullptr);
+  std::string logPath = log.string();
+  pid_ = fork();
+  if (pid_ < 0) return false;
+  if (pid_ == 0) {
+    setpgid(0, 0);
+    for (const auto& [name, value] : env) {
+      if (value)
+        setenv(name.c_str(), value->c_str(), 1);
+      else
+        unsetenv(name.c_str());
+    }
+    int out = open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    if (out >= 0) {
+      dup2(out, 1);
+      dup2(out, 2);
+    }
+    int null = open("/dev/null", O_RDONLY);
+    if (null >= 0) dup2(null, 0);
+    if (inheritFd >= 0) fcntl(inheritFd, F_SETFD, 0);
+    execvp(args[0], args.data());
+    _exit(127);
+  }
+  setpgid(pid_, pid_);
+  return true;
+}
+
+bool ChildProcess::running() {
+  if (pid_ <= 0) return false;
+  int status = 0;
+  if (waitpid(pid_, &status, WNOHANG) == pid_) {
+    kill(-pid_, SIGKILL);
+    pid_ = -1;
+    return false;
+  }
+  return true;
+}
+
+void ChildProcess::stop() {
+  if (pid_ <= 0) return;
+  kill(-pid_, SIGTERM);
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+  int status = 0;
+  while (waitpid(pid_, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      kill(-pid_, SIGKILL);
+      waitpid(pid_, &status, 0);
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  // Whatever the leader left behind in its group.
+  kill(-pid_, SIGKILL);
+  pid_ = -1;
+}
+
+}  // namespace murvelo::test
