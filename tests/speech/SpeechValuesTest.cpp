@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <map>
 #include <random>
 
 #include "speech/SpeechActivity.h"
@@ -164,6 +165,50 @@ TEST_F(WhisperModelFileTest, DamagedFilesAreRefusedWithAReason) {
   auto missing = inspectWhisperModel(*dir_ / "ggml-none.bin");
   ASSERT_FALSE(missing.ok());
   EXPECT_NE(missing.error().find("not found"), std::string::npos);
+}
+
+// A tiny.en header with the given fields changed, mel filters, no words and one tensor header.
+std::string craftedModel(std::map<int, std::int32_t> fields, std::vector<std::int32_t> extents) {
+  std::vector<std::int32_t> header = {0x67676d6c, 51864, 1500, 384, 6, 4, 448, 384, 6, 4, 80, 1, 80, 201};
+  for (const auto& [index, value] : fields) header[static_cast<std::size_t>(index)] = value;
+  std::string out(reinterpret_cast<const char*>(header.data()), header.size() * 4);
+  out += std::string(80 * 201 * 4, '\0');
+  // No words, then one tensor header: dimensions, name length, type f32, extents.
+  std::vector<std::int32_t> rest = {0, static_cast<std::int32_t>(extents.size()), 4, 0};
+  rest.insert(rest.end(), extents.begin(), extents.end());
+  out.append(reinterpret_cast<const char*>(rest.data()), rest.size() * 4);
+  out += "name";
+  out += std::string(4096, '\x01');
+  return out;
+}
+
+TEST_F(WhisperModelFileTest, CraftedHeadersAreRefusedWithoutLoopingOrReachingWhisper) {
+  const std::int32_t big = 0x7fffffff;
+  struct Case {
+    const char* name;
+    std::map<int, std::int32_t> fields;
+    std::vector<std::int32_t> extents;
+    std::string reason;
+  };
+  const Case cases[] = {
+      {"extents whose product overflows", {}, {big, big, big, big}, "bad tensor shape"},
+      {"extents larger than the file", {}, {65536, 65536}, "bad tensor shape"},
+      {"one attention-head count changed", {{8, 7}}, {1}, "architecture"},
+      {"heads that do not divide the state", {{4, 5}, {8, 5}}, {1}, "architecture"},
+      {"unknown file type", {{11, 5}}, {1}, "weight format"},
+      {"quantisation version from the future", {{11, 3001}}, {1}, "weight format"},
+      {"mel filters of another size", {{12, 81}}, {1}, "mel filters"},
+  };
+  for (const auto& c : cases) {
+    auto file = *dir_ / "crafted.bin";
+    test::writeFile(file, craftedModel(c.fields, c.extents));
+    auto info = inspectWhisperModel(file);
+    ASSERT_FALSE(info.ok()) << c.name;
+    EXPECT_NE(info.error().find(c.reason), std::string::npos) << c.name << ": " << info.error();
+  }
+  auto folder = inspectWhisperModel(dir_->path());
+  ASSERT_FALSE(folder.ok());
+  EXPECT_NE(folder.error().find("is a folder"), std::string::npos) << folder.error();
 }
 
 }  // namespace
