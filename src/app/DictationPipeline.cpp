@@ -161,7 +161,7 @@ void DictationController::contextRead(std::int64_t number, CursorContext context
     setStatus(DictationStatus::cleaning());
   CleanedTranscript cleaned = services_.cleaner.clean(run->raw, run->level, run->cursor.startsSentence(),
                                                       services_.settings.developerToolsVocabularyEnabled());
-  run->working = std::move(cleaned.text);
+  run->working = removeControlCharacters(cleaned.text);
   lastEdits_ = std::move(cleaned.edits);
   if (cleaned.fallback) lastEdits_.push_back(FormatEdit{*cleaned.fallback, {}, {}});
 

@@ -38,12 +38,20 @@ class Reader {
   bool u32(std::uint32_t& value) { return bytes(&value, sizeof value); }
   bool bytes(void* out, std::size_t count) {
     in_.read(static_cast<char*>(out), static_cast<std::streamsize>(count));
+    position_ += in_.gcount();
     return static_cast<std::size_t>(in_.gcount()) == count;
   }
+  std::int64_t position() const { return position_; }
   // Forward only, and never past the end: a count from a hostile header cannot loop or overflow.
   bool skip(std::int64_t count, std::int64_t fileSize) {
-    const std::int64_t at = static_cast<std::int64_t>(in_.tellg());
-    if (count < 0 || at < 0 || count > fileSize - at) return false;
+    const std::int64_t at = position_;
+    if (count < 0 || count > fileSize - at) return false;
+    position_ += count;
+    // Short skips (the words of the vocabulary) stay in the stream's buffer; a seek would drop it.
+    if (count < 65536) {
+      in_.ignore(static_cast<std::streamsize>(count));
+      return in_.gcount() == count;
+    }
     const std::int64_t target = at + count;
     in_.seekg(target);
     return static_cast<bool>(in_);
@@ -51,6 +59,7 @@ class Reader {
 
  private:
   std::ifstream& in_;
+  std::int64_t position_ = 0;
 };
 
 // The published architectures: a header that matches none of them is not handed to whisper.cpp,
@@ -160,7 +169,7 @@ Result<WhisperModelInfo, std::string> inspectWhisperModel(const std::filesystem:
   }
 
   const int expected = 11 + 15 * info.audioLayers + 24 * info.textLayers;
-  while (static_cast<std::int64_t>(in.tellg()) < fileSize) {
+  while (read.position() < fileSize) {
     if (info.tensors >= expected)
       return std::string("not a whisper model (extra data after the tensors): ") + file.string();
     std::int32_t dims = 0, nameLength = 0, type = 0;
