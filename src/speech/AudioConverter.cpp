@@ -7,7 +7,9 @@
 namespace murvelo {
 
 std::unique_ptr<AudioConverter> AudioConverter::make(const AudioFormat& from, double toSampleRate) {
-  if (!(from.sampleRate > 0) || !(toSampleRate > 0) || from.channels < 1) return nullptr;
+  auto sane = [](double rate) { return rate >= kMinSampleRate && rate <= kMaxSampleRate; };
+  if (!sane(from.sampleRate) || !sane(toSampleRate) || from.channels < 1 || from.channels > kMaxChannels)
+    return nullptr;
   double ratio = toSampleRate / from.sampleRate;
   void* resampler = nullptr;
   if (from.sampleRate != toSampleRate) {

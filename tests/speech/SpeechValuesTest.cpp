@@ -5,6 +5,7 @@
 #include <map>
 #include <random>
 
+#include "speech/AudioFile.h"
 #include "speech/SpeechActivity.h"
 #include "speech/SyntheticWhisperModel.h"
 #include "speech/WhisperModelChoice.h"
@@ -209,6 +210,47 @@ TEST_F(WhisperModelFileTest, CraftedHeadersAreRefusedWithoutLoopingOrReachingWhi
   auto folder = inspectWhisperModel(dir_->path());
   ASSERT_FALSE(folder.ok());
   EXPECT_NE(folder.error().find("is a folder"), std::string::npos) << folder.error();
+}
+
+// A 16-bit PCM WAV file whose header claims `rate` and `channels`, with `frames` frames of data.
+std::string pcmWav(std::int32_t rate, std::int16_t channels, std::int32_t frames) {
+  auto le = [](std::string& out, std::uint32_t value, int bytes) {
+    for (int k = 0; k < bytes; ++k) out += static_cast<char>((value >> (8 * k)) & 0xff);
+  };
+  const std::uint32_t data = static_cast<std::uint32_t>(frames) * 2u * static_cast<std::uint32_t>(channels);
+  std::string out = "RIFF";
+  le(out, 36 + data, 4);
+  out += "WAVEfmt ";
+  le(out, 16, 4), le(out, 1, 2), le(out, static_cast<std::uint32_t>(channels), 2);
+  le(out, static_cast<std::uint32_t>(rate), 4), le(out, static_cast<std::uint32_t>(rate) * 2u * channels, 4);
+  le(out, 2u * static_cast<std::uint32_t>(channels), 2), le(out, 16, 2);
+  out += "data";
+  le(out, data, 4);
+  for (std::uint32_t k = 0; k < data / 2; ++k) le(out, 0x1000, 2);
+  return out;
+}
+
+TEST(AudioFileTest, RatesNoMicrophoneHasAreRefusedAndTheRestConverted) {
+  test::TempDir dir;
+  struct Case {
+    std::int32_t rate;
+    std::int16_t channels;
+    std::size_t expected;  // samples at 16 kHz; 0: refused
+  };
+  const Case cases[] = {{1, 1, 0},           {3999, 1, 0},          {800000, 1, 0},          {48000, 65, 0},
+                        {8000, 1, 2 * 8000}, {48000, 3, 16000 / 3}, {768000, 1, 200000 / 48}};
+  for (const auto& c : cases) {
+    const std::int32_t frames = c.rate == 8000 ? 8000 : c.channels == 3 ? 16000 : 200000;
+    test::writeFile(dir / "clip.wav", pcmWav(c.rate, c.channels, frames));
+    auto samples = readAudioFile(dir / "clip.wav", 16000);
+    if (c.expected == 0) {
+      ASSERT_FALSE(samples.ok()) << c.rate << " Hz";
+      EXPECT_NE(samples.error().find("no usable format"), std::string::npos) << samples.error();
+    } else {
+      ASSERT_TRUE(samples.ok()) << c.rate << " Hz: " << samples.error();
+      EXPECT_NEAR(static_cast<double>(samples.value().size()), static_cast<double>(c.expected), 64) << c.rate;
+    }
+  }
 }
 
 }  // namespace
