@@ -5,7 +5,7 @@
 
 #include <set>
 
-#include "base/FileDefaultsStore.h"
+#include "base/linux/FileDefaultsStore.h"
 #include "support/RecordingLogSink.h"
 #include "support/TempDir.h"
 

@@ -15,7 +15,7 @@
 #include <random>
 #include <string>
 
-#include "speech/AudioFile.h"
+#include "audio/AudioFile.h"
 
 namespace {
 

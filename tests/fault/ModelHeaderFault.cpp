@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "speech/SyntheticWhisperModel.h"
+#include "tools/SyntheticWhisperModel.h"
 #include "speech/WhisperModelFile.h"
 #include "whisper.h"
 

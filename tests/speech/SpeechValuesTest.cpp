@@ -5,9 +5,9 @@
 #include <map>
 #include <random>
 
-#include "speech/AudioFile.h"
+#include "audio/AudioFile.h"
 #include "speech/SpeechActivity.h"
-#include "speech/SyntheticWhisperModel.h"
+#include "tools/SyntheticWhisperModel.h"
 #include "speech/WhisperModelChoice.h"
 #include "speech/WhisperModelFile.h"
 #include "support/TempDir.h"

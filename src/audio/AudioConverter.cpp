@@ -1,4 +1,4 @@
-#include "speech/AudioConverter.h"
+#include "audio/AudioConverter.h"
 
 #include <soxr.h>
 
