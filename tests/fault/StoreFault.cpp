@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "base/FileDefaultsStore.h"
+#include "base/linux/FileDefaultsStore.h"
 #include "cleanup/CorrectionsDictionary.h"
 #include "history/HistoryStore.h"
 
