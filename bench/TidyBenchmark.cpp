@@ -61,5 +61,22 @@ int main(int argc, char** argv) {
       inputs.push_back(generator.ofLength(8000));
     run((std::string(mix) + "/8000c").c_str(), inputs);
   }
+  // Pathological lengths: every pass must stay linear (target: under 100 ms per 8,000 characters).
+  murvelo::testing::DictationGenerator generator(7, 0.35);
+  std::string commas;
+  for (int i = 0; i < 50000; ++i) commas += ", ";
+  std::string hesitations;
+  for (int i = 0; i < 20000; ++i) hesitations += i % 2 ? "um " : "comma ";
+  const std::pair<const char*, std::string> long_[] = {{"\", \" x 50000", commas},
+                                                       {"um/comma x 20000", hesitations},
+                                                       {"dense 1 MB", generator.ofLength(1000000)}};
+  for (const auto& [label, input] : long_) {
+    const auto start = std::chrono::steady_clock::now();
+    const std::size_t size = tidyPath(input).size();
+    const double ms =
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    std::printf("%-16s %8zu chars  %9.1f ms  %6.2f ms per 8000 chars  (%zu)\n", label, input.size(), ms,
+                ms * 8000.0 / static_cast<double>(input.size()), size % 10);
+  }
   return 0;
 }

@@ -88,22 +88,32 @@ void AppSettings::load() {
 void AppSettings::write(Field field) {
   std::string_view key = keyOf(field);
   switch (field) {
-    case Field::cleanupLevel: defaults_.setString(key, std::string(rawValue(cleanupLevel_))); break;
-    case Field::hotkey: defaults_.setString(key, std::string(rawValue(hotkey_))); break;
-    case Field::recordingMode: defaults_.setString(key, std::string(rawValue(recordingMode_))); break;
-    case Field::onboardingComplete: defaults_.setBool(key, onboardingComplete_); break;
-    case Field::onboardingFinished: defaults_.setBool(key, onboardingFinished_); break;
-    case Field::autoPaste: defaults_.setBool(key, autoPaste_); break;
-    case Field::useDictationEngine: defaults_.setBool(key, useDictationEngine_); break;
-    case Field::developerToolsVocabularyEnabled:
-      defaults_.setBool(key, developerToolsVocabularyEnabled_);
+    case Field::cleanupLevel:
+      lastWrite_ = defaults_.setString(key, std::string(rawValue(cleanupLevel_)));
       break;
-    case Field::betaUpload: defaults_.setBool(key, betaUpload_); break;
-    case Field::openAtLogin: defaults_.setBool(key, openAtLogin_); break;
-    case Field::microphoneSelection: defaults_.setString(key, microphoneSelection_.storedString()); break;
-    case Field::microphoneStartupHistory: defaults_.setData(key, startupHistory_.encode()); break;
-    case Field::deviceID: defaults_.setString(key, deviceID_); break;
-    case Field::speechEngine: defaults_.setString(key, std::string(rawValue(speechEngine_))); break;
+    case Field::hotkey: lastWrite_ = defaults_.setString(key, std::string(rawValue(hotkey_))); break;
+    case Field::recordingMode:
+      lastWrite_ = defaults_.setString(key, std::string(rawValue(recordingMode_)));
+      break;
+    case Field::onboardingComplete: lastWrite_ = defaults_.setBool(key, onboardingComplete_); break;
+    case Field::onboardingFinished: lastWrite_ = defaults_.setBool(key, onboardingFinished_); break;
+    case Field::autoPaste: lastWrite_ = defaults_.setBool(key, autoPaste_); break;
+    case Field::useDictationEngine: lastWrite_ = defaults_.setBool(key, useDictationEngine_); break;
+    case Field::developerToolsVocabularyEnabled:
+      lastWrite_ = defaults_.setBool(key, developerToolsVocabularyEnabled_);
+      break;
+    case Field::betaUpload: lastWrite_ = defaults_.setBool(key, betaUpload_); break;
+    case Field::openAtLogin: lastWrite_ = defaults_.setBool(key, openAtLogin_); break;
+    case Field::microphoneSelection:
+      lastWrite_ = defaults_.setString(key, microphoneSelection_.storedString());
+      break;
+    case Field::microphoneStartupHistory:
+      lastWrite_ = defaults_.setData(key, startupHistory_.encode());
+      break;
+    case Field::deviceID: lastWrite_ = defaults_.setString(key, deviceID_); break;
+    case Field::speechEngine:
+      lastWrite_ = defaults_.setString(key, std::string(rawValue(speechEngine_)));
+      break;
   }
 }
 

@@ -9,6 +9,7 @@
 #include "app/SettingsValues.h"
 #include "audio/MicrophoneSelection.h"
 #include "audio/MicrophoneStartupHistory.h"
+#include "base/Status.h"
 
 namespace murvelo {
 
@@ -96,6 +97,9 @@ class AppSettings {
   ObserverId addObserver(Observer observer);
   void removeObserver(ObserverId id);
 
+  // Whether the last write reached the disk (the value is in memory either way).
+  const Status& lastWrite() const { return lastWrite_; }
+
  private:
   void load();
   void write(Field field);
@@ -120,6 +124,7 @@ class AppSettings {
 
   std::map<ObserverId, Observer> observers_;
   ObserverId lastObserverId_ = 0;
+  Status lastWrite_ = Status::ok();
 };
 
 }  // namespace murvelo

@@ -160,7 +160,7 @@ void DictationController::contextRead(std::int64_t number, CursorContext context
     setStatus(DictationStatus::cleaning());
   CleanedTranscript cleaned = services_.cleaner.clean(run->raw, run->level, run->cursor.startsSentence(),
                                                       services_.settings.developerToolsVocabularyEnabled());
-  run->working = std::move(cleaned.text);
+  run->working = removeControlCharacters(cleaned.text);
 
   if (!isLive(number)) {
     kLog.info("run " + std::to_string(number) + " abandoned pre-insert");

@@ -7,8 +7,8 @@
 namespace murvelo {
 
 std::unique_ptr<AudioConverter> AudioConverter::make(const AudioFormat& from, double toSampleRate) {
-  if (!(from.sampleRate > 0) || !(toSampleRate > 0) || !std::isfinite(from.sampleRate) ||
-      !std::isfinite(toSampleRate) || from.channels < 1)
+  auto sane = [](double rate) { return rate >= kMinSampleRate && rate <= kMaxSampleRate; };
+  if (!sane(from.sampleRate) || !sane(toSampleRate) || from.channels < 1 || from.channels > kMaxChannels)
     return nullptr;
   double ratio = toSampleRate / from.sampleRate;
   void* resampler = nullptr;

@@ -13,7 +13,13 @@ namespace murvelo {
 // the stream is converted as one signal, never buffer by buffer.
 class AudioConverter {
  public:
-  // No converter when either format is unusable (no rate, no channels).
+  // Rates no microphone or audio file sensibly has; beyond them the resampler's output (or its
+  // filter) would grow without bound.
+  static constexpr double kMinSampleRate = 4000;
+  static constexpr double kMaxSampleRate = 768000;
+  static constexpr int kMaxChannels = 64;
+
+  // No converter when either format is unusable (a rate outside the bounds, no channels).
   static std::unique_ptr<AudioConverter> make(const AudioFormat& from, double toSampleRate);
   ~AudioConverter();
   AudioConverter(const AudioConverter&) = delete;

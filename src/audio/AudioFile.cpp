@@ -14,23 +14,47 @@ Result<std::vector<float>, std::string> readAudioFile(const std::filesystem::pat
   SF_INFO info{};
   SNDFILE* sound = sf_open(file.c_str(), SFM_READ, &info);
   if (!sound) return std::string("cannot read audio file: ") + sf_strerror(nullptr);
-  if (info.channels < 1 || info.samplerate < 1) {
+  if (info.channels < 1 || info.channels > AudioConverter::kMaxChannels ||
+      info.samplerate < AudioConverter::kMinSampleRate || info.samplerate > AudioConverter::kMaxSampleRate) {
     sf_close(sound);
-    return std::string("audio file has no usable format");
+    return std::string("audio file has no usable format (") + std::to_string(info.samplerate) + " Hz, " +
+           std::to_string(info.channels) + " channels)";
   }
-  std::vector<float> interleaved(static_cast<std::size_t>(info.frames) *
-                                 static_cast<std::size_t>(info.channels));
-  sf_count_t frames = sf_readf_float(sound, interleaved.data(), info.frames);
-  sf_close(sound);
-  if (frames < 0) return std::string("audio file could not be decoded");
-  interleaved.resize(static_cast<std::size_t>(frames) * static_cast<std::size_t>(info.channels));
   AudioFormat format{static_cast<double>(info.samplerate), info.channels};
   auto converter = AudioConverter::make(format, sampleRate);
-  if (!converter) return std::string("audio file cannot be converted");
+  if (!converter) {
+    sf_close(sound);
+    return std::string("audio file cannot be converted");
+  }
+  // Decoded block by block: what is allocated follows what the file really holds, never what its
+  // header claims.
+  const sf_count_t maxFrames = static_cast<sf_count_t>(kMaxAudioFileSeconds) * info.samplerate;
+  constexpr sf_count_t kBlockFrames = 65536;
+  std::vector<float> block(static_cast<std::size_t>(kBlockFrames) * static_cast<std::size_t>(info.channels));
   std::vector<float> out;
-  out.reserve(static_cast<std::size_t>(static_cast<double>(frames) * converter->ratio()) + 1024);
-  if (!converter->convert(interleaved, out) || !converter->flush(out))
-    return std::string("audio file could not be resampled");
+  sf_count_t total = 0;
+  for (;;) {
+    const sf_count_t frames = sf_readf_float(sound, block.data(), kBlockFrames);
+    if (frames < 0) {
+      sf_close(sound);
+      return std::string("audio file could not be decoded");
+    }
+    if (frames == 0) break;
+    total += frames;
+    if (total > maxFrames) {
+      sf_close(sound);
+      return std::string("audio file is longer than ") + std::to_string(kMaxAudioFileSeconds / 3600) +
+             " hours";
+    }
+    const std::span<const float> samples(
+        block.data(), static_cast<std::size_t>(frames) * static_cast<std::size_t>(info.channels));
+    if (!converter->convert(samples, out)) {
+      sf_close(sound);
+      return std::string("audio file could not be resampled");
+    }
+  }
+  sf_close(sound);
+  if (!converter->flush(out)) return std::string("audio file could not be resampled");
   return out;
 }
 

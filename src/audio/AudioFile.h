@@ -13,6 +13,8 @@ namespace murvelo {
 // Reads any file libsndfile understands (WAV, FLAC, ...) as mono float samples at `sampleRate`,
 // mixing channels down and resampling as needed. The error text names the problem, never the
 // audio.
+// Longer files are refused: nothing dictated comes near, and the decoded audio must fit in memory.
+constexpr int kMaxAudioFileSeconds = 2 * 3600;
 Result<std::vector<float>, std::string> readAudioFile(const std::filesystem::path& file, double sampleRate);
 
 // Writes mono float samples as a 16-bit PCM mono WAV file at `sampleRate` (mode 0600).

@@ -1,6 +1,7 @@
 #include "base/DefaultsStore.h"
 
 #include "base/Base64.h"
+#include "base/Utf8.h"
 
 namespace murvelo {
 namespace {
@@ -12,6 +13,16 @@ std::optional<T> as(const std::optional<DefaultsValue>& value) {
   if (!value) return std::nullopt;
   if (const T* typed = std::get_if<T>(&*value)) return *typed;
   return std::nullopt;
+}
+
+bool isStorableText(const DefaultsValue& value) {
+  if (const auto* text = std::get_if<std::string>(&value)) return isValidUtf8(*text);
+  if (const auto* list = std::get_if<StringList>(&value)) {
+    for (const auto& item : *list) {
+      if (!isValidUtf8(item)) return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace
@@ -99,15 +110,46 @@ std::vector<std::string> DefaultsStore::keys() const {
 }
 
 Status DefaultsStore::set(std::string_view key, const DefaultsValue& value) {
-  std::lock_guard lock(mutex_);
-  document_[std::string(key)] = encode(value);
-  return persist(document_);
+  if (!isValidUtf8(key) || !isStorableText(value)) {
+    return Status::error("refused a value for the settings store that is not valid UTF-8");
+  }
+  return write([&](nlohmann::json& document) { document[std::string(key)] = encode(value); });
 }
 
 Status DefaultsStore::remove(std::string_view key) {
+  {
+    std::lock_guard lock(mutex_);
+    if (!document_.contains(key)) return Status::ok();
+  }
+  return write([&](nlohmann::json& document) { document.erase(std::string(key)); });
+}
+
+Status DefaultsStore::write(const std::function<void(nlohmann::json&)>& change) {
   std::lock_guard lock(mutex_);
-  if (document_.erase(std::string(key)) == 0) return Status::ok();
-  return persist(document_);
+  Status status = beginWrite();
+  change(document_);
+  if (status) {
+    try {
+      status = persist(document_);
+    } catch (const std::exception& error) {
+      status = Status::error(std::string("settings not written: ") + error.what());
+    }
+  }
+  endWrite();
+  return status;
+}
+
+Status DefaultsStore::update(const std::function<Status()>& change) {
+  std::lock_guard lock(mutex_);
+  Status locked = beginWrite();
+  Status changed = change();
+  endWrite();
+  return locked ? changed : locked;
+}
+
+void DefaultsStore::replaceDocument(nlohmann::json document) {
+  std::lock_guard lock(mutex_);
+  document_ = document.is_object() ? std::move(document) : nlohmann::json::object();
 }
 
 }  // namespace murvelo

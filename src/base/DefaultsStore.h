@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -40,7 +41,8 @@ class DefaultsStore {
   std::vector<std::string> keys() const;
 
   // Each write changes the value in memory first, so the running program sees it even when
-  // persisting fails; the returned status says whether it reached the disk.
+  // persisting fails; the returned status says whether it reached the disk. A string that is not
+  // valid UTF-8 is refused and changes nothing.
   Status set(std::string_view key, const DefaultsValue& value);
   Status setString(std::string_view key, std::string value) { return set(key, std::move(value)); }
   Status setBool(std::string_view key, bool value) { return set(key, value); }
@@ -49,6 +51,14 @@ class DefaultsStore {
   Status setData(std::string_view key, Bytes value) { return set(key, std::move(value)); }
   Status setStringList(std::string_view key, StringList value) { return set(key, std::move(value)); }
   Status remove(std::string_view key);
+
+  // Runs `change` (reads and writes of this store) as one step that no other process writing the
+  // same store can interleave with: a read-modify-write. Gives the first failure.
+  Status update(const std::function<Status()>& change);
+
+  // Re-reads the stored document when another process has changed it since this one last read or
+  // wrote it; true when it did. Cheap when nothing changed. Writes do this on their own.
+  virtual bool reloadIfChanged() { return false; }
 
   static nlohmann::json encode(const DefaultsValue& value);
   static std::optional<DefaultsValue> decode(const nlohmann::json& stored);
@@ -60,8 +70,19 @@ class DefaultsStore {
   // Writes the whole document somewhere lasting. Called with the store's lock held.
   virtual Status persist(const nlohmann::json& document) = 0;
 
+  // Bracket every write and update(): keep other writers out and bring the document up to date.
+  // Nested calls are allowed. A failed begin still needs its end.
+  virtual Status beginWrite() { return Status::ok(); }
+  virtual void endWrite() {}
+
+  // For subclasses that re-read the document; the store's lock must be held.
+  void replaceDocument(nlohmann::json document);
+  std::recursive_mutex& storeMutex() const { return mutex_; }
+
  private:
-  mutable std::mutex mutex_;
+  Status write(const std::function<void(nlohmann::json&)>& change);
+
+  mutable std::recursive_mutex mutex_;
   nlohmann::json document_ = nlohmann::json::object();
 };
 

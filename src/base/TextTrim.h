@@ -9,4 +9,8 @@ namespace murvelo {
 // text. Invalid bytes count as text, never as space.
 std::string trimWhitespaceAndNewlines(std::string_view text);
 
+// Drops control characters (C0, DEL, C1) other than tab, line feed and carriage return: a
+// recogniser's stray NUL or escape must never reach the application the text is typed into.
+std::string removeControlCharacters(std::string_view text);
+
 }  // namespace murvelo

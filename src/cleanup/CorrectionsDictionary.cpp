@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/DefaultsStore.h"
+#include "base/Log.h"
 #include "base/Uuid.h"
 #include "cleanup/DictationTextSafety.h"
 #include "cleanup/Regex.h"
@@ -15,6 +16,8 @@ extern const std::string_view kDeveloperVocabPack;
 }  // namespace cleanup
 
 namespace {
+
+const Logger kLog("corrections");
 
 using cleanup::fromUtf8;
 using cleanup::toUtf8;
@@ -110,22 +113,30 @@ std::vector<CorrectionsDictionary::Entry> CorrectionsDictionary::entries() const
 
 Status CorrectionsDictionary::add(std::string_view wrong, std::string_view right) {
   if (wrong.empty() || right.empty()) return Status::ok();
-  {
-    std::lock_guard lock(mutex_);
-    std::erase_if(entries_, [&](const Entry& entry) { return sameIgnoringCase(entry.wrong, wrong); });
-    entries_.push_back({makeUuid(), std::string(wrong), std::string(right)});
-  }
-  return save();
+  // Another process may have changed the list since it was loaded: start from what is stored.
+  return defaults_.update([&] {
+    load();
+    {
+      std::lock_guard lock(mutex_);
+      std::erase_if(entries_, [&](const Entry& entry) { return sameIgnoringCase(entry.wrong, wrong); });
+      entries_.push_back({makeUuid(), std::string(wrong), std::string(right)});
+    }
+    return save();
+  });
 }
 
 bool CorrectionsDictionary::remove(std::string_view wrong, Status& saved) {
   std::size_t removed = 0;
-  {
-    std::lock_guard lock(mutex_);
-    removed =
-        std::erase_if(entries_, [&](const Entry& entry) { return sameIgnoringCase(entry.wrong, wrong); });
-  }
-  saved = removed > 0 ? save() : Status::ok();
+  Status locked = defaults_.update([&] {
+    load();
+    {
+      std::lock_guard lock(mutex_);
+      removed =
+          std::erase_if(entries_, [&](const Entry& entry) { return sameIgnoringCase(entry.wrong, wrong); });
+    }
+    return removed > 0 ? save() : Status::ok();
+  });
+  saved = locked;
   return removed > 0;
 }
 
@@ -201,13 +212,25 @@ std::optional<std::vector<CorrectionsDictionary::Entry>> CorrectionsDictionary::
   const auto json = nlohmann::json::parse(text, nullptr, false);
   if (!json.is_array()) return std::nullopt;
   std::vector<Entry> entries;
+  std::size_t position = 0;
   for (const auto& item : json) {
-    if (!item.is_object() || !item.contains("id") || !item.contains("wrong") || !item.contains("right") ||
-        !item["id"].is_string() || !item["wrong"].is_string() || !item["right"].is_string()) {
-      return std::nullopt;  // the whole list decodes or none of it does
+    ++position;
+    auto text = [&](const char* key) -> std::optional<std::string> {
+      if (!item.is_object()) return std::nullopt;
+      auto found = item.find(key);
+      if (found == item.end() || !found->is_string()) return std::nullopt;
+      return found->get<std::string>();
+    };
+    auto wrong = text("wrong");
+    auto right = text("right");
+    // One bad entry costs only itself; the rest are kept and written back at the next save.
+    if (!wrong || !right || wrong->empty() || right->empty()) {
+      kLog.warning("stored correction " + std::to_string(position) + " is malformed; dropped");
+      continue;
     }
-    entries.push_back(
-        {item["id"].get<std::string>(), item["wrong"].get<std::string>(), item["right"].get<std::string>()});
+    auto id = text("id");
+    if (!id || id->empty()) id = makeUuid();
+    entries.push_back({std::move(*id), std::move(*wrong), std::move(*right)});
   }
   return entries;
 }

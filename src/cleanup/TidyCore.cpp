@@ -102,33 +102,38 @@ void setTrailingMark(Token& token, const icu::UnicodeString& mark) {
 
 // --- The passes -------------------------------------------------------------------------------
 
+// The passes that drop tokens build a new list instead of erasing in place, so that their time
+// stays linear in the length of the dictation.
+
 bool removeHesitations(std::vector<Token>& tokens, const Options&) {
   bool changed = false;
-  for (std::size_t i = 0; i < tokens.size();) {
+  std::vector<Token> out;
+  out.reserve(tokens.size());
+  for (std::size_t i = 0; i < tokens.size(); ++i) {
     Token& token = tokens[i];
     const std::int32_t marks = trailingMarksStart(token.text);
     const icu::UnicodeString bare(token.text, 0, marks);
     if (token.literal || !words::contains(Set::hesitations, lowerUtf8(bare))) {
-      ++i;
+      out.push_back(std::move(token));
       continue;
     }
     const icu::UnicodeString trailing(token.text, marks);
     // A sentence end carried by the hesitation moves to the word before it.
     const bool endMark =
         trailing.indexOf(u'.') >= 0 || trailing.indexOf(u'?') >= 0 || trailing.indexOf(u'!') >= 0;
-    if (endMark && i > 0 && !tokens[i - 1].literal &&
-        trailingMarksStart(tokens[i - 1].text) == tokens[i - 1].text.length()) {
-      tokens[i - 1].text.append(trailing);
+    if (endMark && !out.empty() && !out.back().literal &&
+        trailingMarksStart(out.back().text) == out.back().text.length()) {
+      out.back().text.append(trailing);
     }
-    if (i + 1 < tokens.size() && !tokens[i + 1].literal && tokens[i].gapBefore.indexOf(u'\n') >= 0) {
-      tokens[i + 1].gapBefore = tokens[i].gapBefore;
+    if (i + 1 < tokens.size() && !tokens[i + 1].literal && token.gapBefore.indexOf(u'\n') >= 0) {
+      tokens[i + 1].gapBefore = token.gapBefore;
     }
-    if (i == 0 && i + 1 < tokens.size() && !tokens[i + 1].literal) tokens[i + 1].gapBefore.remove();
-    tokens.erase(tokens.begin() + static_cast<std::ptrdiff_t>(i));
+    if (out.empty() && i + 1 < tokens.size() && !tokens[i + 1].literal) tokens[i + 1].gapBefore.remove();
     changed = true;
   }
   // "Well, um, I think" loses the hesitation and keeps one comma: nothing more to do, since the
   // hesitation's own comma left with it.
+  if (changed) tokens = std::move(out);
   return changed;
 }
 
@@ -149,60 +154,70 @@ const SpokenMark kSpokenMarks[] = {
 bool spokenPunctuation(std::vector<Token>& tokens, const Options& options) {
   if (!options.punctuate) return false;
   bool changed = false;
-  for (std::size_t i = 1; i < tokens.size(); ++i) {
-    if (tokens[i].literal || tokens[i - 1].literal) continue;
-    for (const auto& spoken : kSpokenMarks) {
-      const bool twoWords = !spoken.words[1].empty();
-      const std::size_t last = twoWords ? i + 1 : i;
-      if (last >= tokens.size() || tokens[last].literal) continue;
-      if (wordCore(tokens[i].text) != spoken.words[0]) continue;
-      if (twoWords && wordCore(tokens[last].text) != spoken.words[1]) continue;
-      // Inside the words of a phrase, the same words are nouns: "a comma", "the grace period".
-      const std::string previous = wordCore(tokens[i - 1].text);
-      if (words::contains(Set::determiners, previous) || words::contains(Set::prepositions, previous)) break;
-      // "grace period", "oxford comma": the noun, not the mark.
-      if ((spoken.words[0] == "period" || spoken.words[0] == "comma") &&
-          words::contains(Set::nounsBeforePeriod, previous)) {
+  std::vector<Token> out;
+  out.reserve(tokens.size());
+  for (std::size_t i = 0; i < tokens.size(); ++i) {
+    std::size_t consumed = 0;  // tokens taken by a command, from i
+    if (!out.empty() && !tokens[i].literal && !out.back().literal) {
+      Token& previousToken = out.back();
+      for (const auto& spoken : kSpokenMarks) {
+        const bool twoWords = !spoken.words[1].empty();
+        const std::size_t last = twoWords ? i + 1 : i;
+        if (last >= tokens.size() || tokens[last].literal) continue;
+        if (wordCore(tokens[i].text) != spoken.words[0]) continue;
+        if (twoWords && wordCore(tokens[last].text) != spoken.words[1]) continue;
+        // Inside the words of a phrase, the same words are nouns: "a comma", "the grace period".
+        const std::string previous = wordCore(previousToken.text);
+        if (words::contains(Set::determiners, previous) || words::contains(Set::prepositions, previous))
+          break;
+        // "grace period", "oxford comma": the noun, not the mark.
+        if ((spoken.words[0] == "period" || spoken.words[0] == "comma") &&
+            words::contains(Set::nounsBeforePeriod, previous)) {
+          break;
+        }
+        // A comma, colon or semicolon is only dictated between words.
+        if (!twoWords && spoken.words[0] != "period" && last + 1 >= tokens.size()) break;
+        if (tokens[i].gapBefore.indexOf(u'\n') >= 0) break;
+        if (spoken.lineBreak) {
+          if (last + 1 >= tokens.size()) break;
+          if (words::contains(Set::listWordNeighbours, wordCore(tokens[last + 1].text))) break;
+          if (tokens[last + 1].literal && tokens[last + 1].gapBefore.length() != 1) break;
+          tokens[last + 1].gapBefore = spoken.mark;
+        } else {
+          if (!u_isalnum(previousToken.text.char32At(previousToken.text.length() - 1)) &&
+              trailingMarksStart(previousToken.text) == previousToken.text.length()) {
+            break;  // nothing sensible to attach the mark to
+          }
+          setTrailingMark(previousToken, spoken.mark);
+          if (last + 1 < tokens.size() && tokens[i].gapBefore.indexOf(u'\n') < 0 &&
+              tokens[last + 1].gapBefore.indexOf(u'\n') < 0 && !tokens[last + 1].literal) {
+            tokens[last + 1].gapBefore = u" ";
+          }
+        }
+        consumed = last + 1 - i;
         break;
       }
-      // A comma, colon or semicolon is only dictated between words.
-      if (!twoWords && spoken.words[0] != "period" && last + 1 >= tokens.size()) break;
-      if (tokens[i].gapBefore.indexOf(u'\n') >= 0) break;
-      if (spoken.lineBreak) {
-        if (last + 1 >= tokens.size()) break;
-        if (words::contains(Set::listWordNeighbours, wordCore(tokens[last + 1].text))) break;
-        if (tokens[last + 1].literal && tokens[last + 1].gapBefore.length() != 1) break;
-        tokens[last + 1].gapBefore = spoken.mark;
-      } else {
-        if (!u_isalnum(tokens[i - 1].text.char32At(tokens[i - 1].text.length() - 1)) &&
-            trailingMarksStart(tokens[i - 1].text) == tokens[i - 1].text.length()) {
-          break;  // nothing sensible to attach the mark to
-        }
-        setTrailingMark(tokens[i - 1], spoken.mark);
-        if (last + 1 < tokens.size() && tokens[i].gapBefore.indexOf(u'\n') < 0 &&
-            tokens[last + 1].gapBefore.indexOf(u'\n') < 0 && !tokens[last + 1].literal) {
-          tokens[last + 1].gapBefore = u" ";
-        }
-      }
-      tokens.erase(tokens.begin() + static_cast<std::ptrdiff_t>(i),
-                   tokens.begin() + static_cast<std::ptrdiff_t>(last + 1));
-      changed = true;
-      --i;
-      break;
     }
+    if (consumed == 0) {
+      out.push_back(std::move(tokens[i]));
+      continue;
+    }
+    changed = true;
+    i += consumed - 1;
   }
+  if (changed) tokens = std::move(out);
   return changed;
 }
 
 bool punctuationSpacing(std::vector<Token>& tokens, const Options&) {
   bool changed = false;
-  for (std::size_t i = 0; i < tokens.size();) {
-    Token& token = tokens[i];
+  std::vector<Token> out;
+  out.reserve(tokens.size());
+  for (auto& token : tokens) {
     // A mark standing alone belongs to the word before it: "hello , world".
-    if (i > 0 && !token.literal && !tokens[i - 1].literal && trailingMarksStart(token.text) == 0 &&
+    if (!out.empty() && !token.literal && !out.back().literal && trailingMarksStart(token.text) == 0 &&
         token.gapBefore.indexOf(u'\n') < 0 && token.text != u"\u2026" && token.text != u"...") {
-      tokens[i - 1].text.append(token.text);
-      tokens.erase(tokens.begin() + static_cast<std::ptrdiff_t>(i));
+      out.back().text.append(token.text);
       changed = true;
       continue;
     }
@@ -220,8 +235,9 @@ bool punctuationSpacing(std::vector<Token>& tokens, const Options&) {
         changed = true;
       }
     }
-    ++i;
+    out.push_back(std::move(token));
   }
+  tokens = std::move(out);
   return changed;
 }
 

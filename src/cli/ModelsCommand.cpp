@@ -71,11 +71,15 @@ int download(CommandContext& context, const std::string& name) {
   std::string url = ModelCatalog::baseUrl() + ModelCatalog::fileName(name);
   context.err() << "downloading " << url << "\n";
   bool drew = false;
-  Status status =
-      ModelDownloader::download(url, destination, entry->sha1, [&](const ModelDownloader::Progress& p) {
+  // The catalogue's sizes are rounded: a tenth more and a mebibyte is room enough.
+  const std::uint64_t limit = entry->approximateBytes + entry->approximateBytes / 10 + (1u << 20);
+  Status status = ModelDownloader::download(
+      url, destination, entry->sha1,
+      [&](const ModelDownloader::Progress& p) {
         drawBar(context.err(), p);
         drew = true;
-      });
+      },
+      limit);
   if (drew) context.err() << "\n";
   if (!status) return context.failure(status.message());
   context.err() << "installed " << destination.string() << "\n";

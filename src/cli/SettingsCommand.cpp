@@ -2,6 +2,7 @@
 
 #include "app/AppSettings.h"
 #include "base/DefaultsStore.h"
+#include "base/Utf8.h"
 #include "base/Uuid.h"
 #include "cli/Commands.h"
 
@@ -67,6 +68,7 @@ std::optional<std::string> assign(AppSettings& settings, const std::string& key,
     if (AppSettings::keyOf(candidate) == key) field = candidate;
   }
   if (!field) return "unknown setting \"" + key + "\"";
+  if (!isValidUtf8(value)) return "the value for " + key + " is not valid UTF-8";
   auto invalid = [&](const std::string& expected) {
     return "invalid value \"" + value + "\" for " + key + " (expected " + expected + ")";
   };
@@ -150,7 +152,10 @@ int runSettings(CommandContext& context) {
     if (auto error = assign(trial, words[1], words[2])) return context.usageError(*error, kUsage);
   }
   AppSettings settings(context.defaults());
-  if (isSet) assign(settings, words[1], words[2]);
+  if (isSet) {
+    assign(settings, words[1], words[2]);
+    if (!settings.lastWrite()) return context.failure(settings.lastWrite().message());
+  }
   context.printJson(toJson(settings));
   return kSuccess;
 }

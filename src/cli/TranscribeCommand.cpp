@@ -1,4 +1,7 @@
+#include <sndfile.h>
+
 #include <chrono>
+#include <filesystem>
 
 #include "base/EventLoop.h"
 #include "base/Paths.h"
@@ -25,6 +28,20 @@ const char* errorText(SpeechError error) {
   return "recognition failed";
 }
 
+// What is wrong with the audio file, if anything a cheap look can tell, so that a bad path fails
+// before a model is loaded.
+std::optional<std::string> audioFileProblem(const std::string& path) {
+  std::error_code error;
+  const auto type = std::filesystem::status(path, error).type();
+  if (type == std::filesystem::file_type::not_found) return "audio file not found: " + path;
+  if (type == std::filesystem::file_type::directory) return "audio path is a folder, not a file: " + path;
+  SF_INFO info{};
+  SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
+  if (file == nullptr) return "cannot read the audio file " + path + ": " + sf_strerror(nullptr);
+  sf_close(file);
+  return std::nullopt;
+}
+
 }  // namespace
 
 int runTranscribe(CommandContext& context) {
@@ -32,6 +49,7 @@ int runTranscribe(CommandContext& context) {
   auto args = context.parse({{"engine", "model"}, {}}, kUsage, exitCode);
   if (!args) return exitCode;
   if (args->positionals().size() != 1) return context.usageError("give exactly one audio FILE", kUsage);
+  if (auto problem = audioFileProblem(args->positionals()[0])) return context.failure(*problem);
   auto recognizer = recognizerFromOptions(context, *args, kUsage, exitCode);
   if (!recognizer) return exitCode;
 

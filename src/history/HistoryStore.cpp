@@ -68,6 +68,30 @@ bool readOptional(const nlohmann::json& object, const char* key, std::optional<T
   return true;
 }
 
+std::optional<HistoryStore::Item> decodeItem(const nlohmann::json& object) {
+  if (!object.is_object()) return std::nullopt;
+  auto id = object.find("id");
+  auto text = object.find("text");
+  auto date = object.find("date");
+  if (id == object.end() || !id->is_string() || text == object.end() || !text->is_string() ||
+      date == object.end() || !date->is_string()) {
+    return std::nullopt;
+  }
+  HistoryStore::Item item;
+  item.id = id->get<std::string>();
+  item.text = text->get<std::string>();
+  auto parsed = parseDate(date->get<std::string>());
+  if (!parsed) return std::nullopt;
+  item.date = *parsed;
+  if (!readOptional(object, "speechSeconds", item.speechSeconds) ||
+      !readOptional(object, "processingSeconds", item.processingSeconds) ||
+      !readOptional(object, "cleanup", item.cleanup) ||
+      !readOptional(object, "spokenWordCount", item.spokenWordCount)) {
+    return std::nullopt;
+  }
+  return item;
+}
+
 }  // namespace
 
 HistoryStore::HistoryStore(DefaultsStore& defaults, Clock clock)
@@ -92,33 +116,21 @@ std::optional<std::vector<HistoryStore::Item>> HistoryStore::decode(const Bytes&
   auto array = nlohmann::json::parse(data.begin(), data.end(), nullptr, /*allow_exceptions=*/false);
   if (!array.is_array()) return std::nullopt;
   std::vector<Item> items;
+  std::size_t position = 0;
   for (const auto& object : array) {
-    if (!object.is_object()) return std::nullopt;
-    auto id = object.find("id");
-    auto text = object.find("text");
-    auto date = object.find("date");
-    if (id == object.end() || !id->is_string() || text == object.end() || !text->is_string() ||
-        date == object.end() || !date->is_string()) {
-      return std::nullopt;
+    ++position;
+    // One bad entry costs only itself; the rest are kept and written back at the next save.
+    auto item = decodeItem(object);
+    if (!item) {
+      kLog.warning("stored history entry " + std::to_string(position) + " is malformed; dropped");
+      continue;
     }
-    Item item;
-    item.id = id->get<std::string>();
-    item.text = text->get<std::string>();
-    auto parsed = parseDate(date->get<std::string>());
-    if (!parsed) return std::nullopt;
-    item.date = *parsed;
-    if (!readOptional(object, "speechSeconds", item.speechSeconds) ||
-        !readOptional(object, "processingSeconds", item.processingSeconds) ||
-        !readOptional(object, "cleanup", item.cleanup) ||
-        !readOptional(object, "spokenWordCount", item.spokenWordCount)) {
-      return std::nullopt;
-    }
-    items.push_back(std::move(item));
+    items.push_back(std::move(*item));
   }
   return items;
 }
 
-void HistoryStore::load() {
+void HistoryStore::readStored() {
   items_.clear();
   if (auto data = defaults_.data(kKey)) {
     if (auto decoded = decode(*data)) {
@@ -127,7 +139,11 @@ void HistoryStore::load() {
       kLog.warning("stored history does not decode; starting empty");
     }
   }
-  if (dropExpired()) save();
+}
+
+void HistoryStore::load() {
+  readStored();
+  if (dropExpired()) defaults_.update([&] { return save(); });
   changed();
 }
 
@@ -144,16 +160,22 @@ void HistoryStore::add(std::string_view text, std::optional<double> speechSecond
   item.processingSeconds = processingSeconds;
   if (cleanup) item.cleanup = std::string(rawValue(*cleanup));
   item.spokenWordCount = spokenWordCount;
-  items_.insert(items_.begin(), std::move(item));
-  dropExpired();
-  if (items_.size() > kMaxItems) items_.resize(kMaxItems);
-  save();
+  // Another process may have added since the list was read: start from what is stored.
+  defaults_.update([&] {
+    readStored();
+    items_.insert(items_.begin(), std::move(item));
+    dropExpired();
+    if (items_.size() > kMaxItems) items_.resize(kMaxItems);
+    return save();
+  });
   changed();
 }
 
 Status HistoryStore::clear() {
-  items_.clear();
-  Status status = save();
+  Status status = defaults_.update([&] {
+    items_.clear();
+    return save();
+  });
   changed();
   return status;
 }

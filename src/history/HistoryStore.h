@@ -57,6 +57,7 @@ class HistoryStore {
   static std::optional<std::vector<Item>> decode(const Bytes& data);
 
  private:
+  void readStored();
   bool dropExpired();  // true when any item was dropped
   Status save();
   void changed();

@@ -180,15 +180,21 @@ TEST_F(ControllerTest, RunResetWhileReadingTheCursorIsAbandonedBeforeInsert) {
 
 TEST_F(ControllerTest, DeliveredTextSpacing) {
   struct Case {
-    const char* cleaned;
+    std::string cleaned;
     std::optional<std::string> beforeCursor;
     const char* delivered;
   };
   const Case cases[] = {
-      {"Hello.", "", "Hello. "},           {"Hello.", "word", " Hello. "},
-      {" Hello.", "word", " Hello. "},     {"Dear Sam,\n\n", "", "Dear Sam,\n\n"},
-      {"Item\r\n", "x", " Item\r\n"},      {"Para\u2029", "", "Para\u2029"},
-      {"Hello.", std::nullopt, "Hello. "}, {"Hello.", "(", "Hello. "},
+      {"Hello.", "", "Hello. "},
+      {"Hello.", "word", " Hello. "},
+      {" Hello.", "word", " Hello. "},
+      {"Dear Sam,\n\n", "", "Dear Sam,\n\n"},
+      {"Item\r\n", "x", " Item\r\n"},
+      {"Para\u2029", "", "Para\u2029"},
+      {"Hello.", std::nullopt, "Hello. "},
+      {"Hello.", "(", "Hello. "},
+      // Control characters other than tab and line breaks never reach the application.
+      {std::string("He\0llo\x1b.\x7f\u0085\tx", 13), "", "Hello.\tx "},
   };
   for (const auto& c : cases) {
     cleaner.answer = c.cleaned;
@@ -199,7 +205,7 @@ TEST_F(ControllerTest, DeliveredTextSpacing) {
     controller->keyUp();
     finish();
     ASSERT_FALSE(inserter.deliveries().empty());
-    EXPECT_EQ(inserter.deliveries().back().text, c.delivered) << c.cleaned;
+    EXPECT_EQ(inserter.deliveries().back().text, c.delivered) << testing::PrintToString(c.cleaned);
   }
 }
 

@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <set>
 
 #include "base/linux/FileDefaultsStore.h"
 #include "support/RecordingLogSink.h"
@@ -139,6 +143,95 @@ TEST_F(FileDefaultsStoreTest, CrashBetweenTempWriteAndRenameLeavesOldFileIntact)
   for (const auto& entry : std::filesystem::directory_iterator(file().parent_path())) {
     EXPECT_EQ(entry.path().filename().string().find(".tmp-"), std::string::npos) << "stale temp removed";
   }
+}
+
+TEST_F(FileDefaultsStoreTest, InvalidUtf8IsRefusedAndTheFileStaysValid) {
+  auto store = FileDefaultsStore::open(file());
+  ASSERT_TRUE(store->setString("dictationMicrophoneSelection", "device:ok"));
+  const std::string bad[] = {"device:\xff", "\xc0\xaf", "\xed\xa0\x80", "trail\xe2\x82"};
+  for (const auto& text : bad) {
+    EXPECT_FALSE(store->setString("dictationMicrophoneSelection", text));
+    EXPECT_FALSE(store->setStringList("list", {"fine", text}));
+    EXPECT_FALSE(store->setString(text, "x"));
+  }
+  EXPECT_TRUE(store->setString("accents", "d\xc3\xa9j\xc3\xa0 \xf0\x9f\x8e\xa4"));
+  auto reopened = FileDefaultsStore::open(file());
+  EXPECT_TRUE(reopened->movedAsideTo().empty());
+  EXPECT_EQ(reopened->string("dictationMicrophoneSelection"), "device:ok");
+  EXPECT_FALSE(reopened->contains("list"));
+}
+
+TEST_F(FileDefaultsStoreTest, HugeOrDeeplyNestedFilesAreMovedAsideWithoutOverwriting) {
+  std::filesystem::create_directories(file().parent_path());
+  test::ScopedLogCapture quiet;
+  const std::string deep = "{\"x\": " + std::string(200000, '[') + std::string(200000, ']') + "}";
+  const std::string huge = "{\"x\": \"" + std::string(FileDefaultsStore::kMaxFileBytes, 'a') + "\"}";
+  std::vector<std::filesystem::path> asides;
+  for (const auto* contents : {&deep, &huge, &deep}) {  // within one second: three distinct names
+    writeFile(file(), *contents);
+    auto store = FileDefaultsStore::open(file());
+    EXPECT_TRUE(store->keys().empty());
+    ASSERT_FALSE(store->movedAsideTo().empty());
+    asides.push_back(store->movedAsideTo());
+    EXPECT_EQ(std::filesystem::file_size(asides.back()), contents->size());
+  }
+  EXPECT_EQ(std::set<std::filesystem::path>(asides.begin(), asides.end()).size(), 3u);
+}
+
+TEST_F(FileDefaultsStoreTest, UnknownNestedValuesAreKeptWithoutGrowing) {
+  const std::string nested = std::string(60, '[') + "1" + std::string(60, ']');
+  writeFile(file(), "{\"fromTheFuture\": " + nested + "}");
+  auto store = FileDefaultsStore::open(file());
+  ASSERT_TRUE(store->movedAsideTo().empty());
+  ASSERT_TRUE(store->setBool("autoPaste", false));
+  const std::string written = readFile(file());
+  EXPECT_NE(written.find(nested), std::string::npos);
+  EXPECT_LT(written.size(), nested.size() + 100);
+}
+
+TEST_F(FileDefaultsStoreTest, ReadOnlyFolderIsRespectedAndWritesFail) {
+  ASSERT_TRUE(FileDefaultsStore::open(file())->setString("hotkey", "fn"));
+  const std::string before = readFile(file());
+  ::chmod(file().parent_path().c_str(), 0500);
+  test::ScopedLogCapture logs;
+  auto store = FileDefaultsStore::open(file());
+  Status status = store->setString("hotkey", "rightOption");
+  EXPECT_FALSE(status);
+  EXPECT_NE(status.message().find("read-only"), std::string::npos) << status.message();
+  struct stat info {};
+  ::stat(file().parent_path().c_str(), &info);
+  EXPECT_EQ(info.st_mode & 0777, 0500u);
+  EXPECT_EQ(readFile(file()), before);
+  ::chmod(file().parent_path().c_str(), 0700);
+}
+
+TEST_F(FileDefaultsStoreTest, TwoStoresOnOneFileKeepEachOthersWrites) {
+  auto first = FileDefaultsStore::open(file());
+  auto second = FileDefaultsStore::open(file());
+  EXPECT_FALSE(second->reloadIfChanged());
+  ASSERT_TRUE(first->setString("hotkey", "fn"));
+  ASSERT_TRUE(second->setString("cleanupLevel", "format"));  // re-reads before writing
+  EXPECT_EQ(second->string("hotkey"), "fn");
+  EXPECT_TRUE(first->reloadIfChanged());
+  EXPECT_FALSE(first->reloadIfChanged());
+  EXPECT_EQ(first->string("cleanupLevel"), "format");
+  auto reopened = FileDefaultsStore::open(file());
+  EXPECT_EQ(reopened->string("hotkey"), "fn");
+  EXPECT_EQ(reopened->string("cleanupLevel"), "format");
+}
+
+TEST_F(FileDefaultsStoreTest, OnlyTempFilesOfDeadWritersAreRemoved) {
+  ASSERT_TRUE(FileDefaultsStore::open(file())->setBool("autoPaste", true));
+  pid_t dead = ::fork();
+  if (dead == 0) _exit(0);
+  ::waitpid(dead, nullptr, 0);
+  const auto live = file().string() + ".tmp-" + std::to_string(::getppid());
+  const auto stale = file().string() + ".tmp-" + std::to_string(dead);
+  writeFile(live, "{}");
+  writeFile(stale, "{}");
+  ASSERT_TRUE(FileDefaultsStore::open(file())->setBool("autoPaste", false));
+  EXPECT_TRUE(std::filesystem::exists(live));
+  EXPECT_FALSE(std::filesystem::exists(stale));
 }
 
 }  // namespace

@@ -45,6 +45,24 @@ TEST(CorrectionsDictionary, PersistsUnderItsKeyAndSurvivesBadData) {
   EXPECT_FALSE(reloaded.remove("nothing", saved));
 }
 
+TEST(CorrectionsDictionary, OneMalformedEntryCostsOnlyItself) {
+  InMemoryDefaultsStore store;
+  const std::string stored = R"([{"id":"a","wrong":"x","right":"X"},{"wrong":"y","right":"Y"},)"
+                             R"({"id":"c","wrong":3,"right":"Z"},7,{"id":"d","wrong":"w","right":"W"}])";
+  ASSERT_TRUE(store.setData("correctionsDictionary", Bytes(stored.begin(), stored.end())));
+  CorrectionsDictionary dictionary(store);
+  dictionary.load();
+  std::vector<std::string> wrongs;
+  for (const auto& entry : dictionary.entries()) wrongs.push_back(entry.wrong);
+  EXPECT_EQ(wrongs, (std::vector<std::string>{"x", "y", "w"}));
+  EXPECT_EQ(dictionary.entries()[1].id.size(), 36u) << "a missing id is replaced, not the entry dropped";
+
+  ASSERT_TRUE(CorrectionsDictionary(store).add("v", "V"));
+  CorrectionsDictionary reloaded(store);
+  reloaded.load();
+  EXPECT_EQ(reloaded.entries().size(), 4u) << "the good entries are written back with the new one";
+}
+
 TEST(CorrectionsDictionary, Matching) {
   InMemoryDefaultsStore store;
   CorrectionsDictionary dictionary(store);

@@ -88,5 +88,25 @@ TEST(TidyRobustness, GeneratedDictationsNeitherCrashNorHangNorLoseLiterals) {
   EXPECT_EQ(checked, kInputs);
 }
 
+// Runs of what the word passes drop or merge: the time must grow with the length, no faster.
+TEST(TidyRobustness, LongRunsOfMarksAndFillersCostLinearTime) {
+  InMemoryDefaultsStore store;
+  CorrectionsDictionary dictionary(store);
+  const CleanupStep step(nullptr, dictionary);
+  auto repeat = [](const std::string& piece, std::size_t length) {
+    std::string out;
+    while (out.size() < length) out += piece;
+    return out;
+  };
+  const std::string inputs[] = {repeat(", ", 40000), repeat("so um ", 40000), repeat("one comma ", 40000),
+                                repeat("a !! ", 40000)};
+  for (const auto& input : inputs) {
+    CleanedTranscript cleaned;
+    const double millis = millisToClean(step, trimWhitespaceAndNewlines(input), cleaned);
+    EXPECT_LE(millis, kLimitMillis * static_cast<double>(input.size()) / 8000) << input.substr(0, 12);
+    EXPECT_FALSE(cleaned.text.empty());
+  }
+}
+
 }  // namespace
 }  // namespace murvelo

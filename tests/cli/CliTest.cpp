@@ -97,6 +97,7 @@ TEST_F(CliTest, SettingsSetValidatesAndRefusedValuesWriteNothing) {
       {"speechEngine", "Whisper"},
       {"microphoneStartupHistory", "[1]"},
       {"noSuchKey", "1"},
+      {"dictationMicrophoneSelection", "device:\xff"},
   };
   for (const auto& [key, value] : refused) {
     auto result = run({"settings", "set", key, value});
@@ -108,6 +109,24 @@ TEST_F(CliTest, SettingsSetValidatesAndRefusedValuesWriteNothing) {
   auto json = nlohmann::json::parse(run({"settings"}).out);
   EXPECT_EQ(json["recordingMode"], "toggle");
   EXPECT_EQ(json["dictationMicrophoneSelection"], "device:usb-mic");
+}
+
+TEST_F(CliTest, EveryFailedWriteIsAnError) {
+  ASSERT_EQ(run({"words", "add", "teh", "the"}).exitCode, 0);
+  const std::string before = test::readFile(defaultsFile());
+  std::filesystem::permissions(defaultsFile().parent_path(), std::filesystem::perms(0500));
+  const std::vector<std::vector<std::string>> writes = {{"settings", "set", "hotkey", "fn"},
+                                                        {"words", "add", "a", "b"},
+                                                        {"words", "remove", "teh"},
+                                                        {"history", "clear"}};
+  for (const auto& args : writes) {
+    auto result = run(args);
+    EXPECT_EQ(result.exitCode, 1) << testing::PrintToString(args);
+    EXPECT_NE(result.err.find("read-only"), std::string::npos) << result.err;
+    EXPECT_TRUE(result.out.empty()) << result.out;
+  }
+  EXPECT_EQ(test::readFile(defaultsFile()), before);
+  std::filesystem::permissions(defaultsFile().parent_path(), std::filesystem::perms(0700));
 }
 
 TEST_F(CliTest, HistoryPrintsNewestFirstAndClears) {

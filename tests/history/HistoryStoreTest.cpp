@@ -115,5 +115,20 @@ TEST_F(HistoryStoreTest, ClearEmptiesAndSavesAndObserversHear) {
   EXPECT_TRUE(reloaded.items().empty());
 }
 
+TEST_F(HistoryStoreTest, OneMalformedEntryCostsOnlyItself) {
+  const std::string stored = R"([{"id":"B","text":"newer","date":"2026-09-21T13:35:24.000Z"},)"
+                             R"({"id":"X","text":"bad date","date":"yesterday"},{"text":"no id"},)"
+                             R"({"id":"A","text":"older","date":"2026-09-21T13:35:23.000Z"}])";
+  ASSERT_TRUE(defaults_.setData(std::string(HistoryStore::kKey), Bytes(stored.begin(), stored.end())));
+  test::ScopedLogCapture logs;
+  auto store = makeStore();
+  store.load();
+  ASSERT_EQ(store.items().size(), 2u);
+  EXPECT_EQ(store.items()[1].text, "older");
+  EXPECT_FALSE(logs.sink().entries().empty());
+  add(store, "newest");
+  EXPECT_EQ(HistoryStore::decode(*defaults_.data(HistoryStore::kKey))->size(), 3u);
+}
+
 }  // namespace
 }  // namespace murvelo

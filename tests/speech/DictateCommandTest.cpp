@@ -117,6 +117,18 @@ TEST_F(DictateCommandTest, TranscribeFindsAnInstalledModelAndRefusesBadArguments
   };
   for (const auto& args : bad) EXPECT_EQ(run(args).exitCode, 2) << ::testing::PrintToString(args);
   EXPECT_EQ(run({"transcribe", (home_ / "missing.wav").string(), "--engine", "pocketsphinx"}).exitCode, 1);
+
+  // The audio is looked at before any recogniser is loaded: a bad file costs no model load.
+  test::writeFile(home_ / "notes.txt", "not audio");
+  const std::pair<std::string, std::string> inputs[] = {{(home_ / "missing.wav").string(), "not found"},
+                                                        {home_.path().string(), "is a folder"},
+                                                        {(home_ / "notes.txt").string(), "cannot read"}};
+  for (const auto& [input, reason] : inputs) {
+    auto refused = run({"transcribe", input, "--engine", "whisper", "--model", home_.path().string()});
+    EXPECT_EQ(refused.exitCode, 1) << input;
+    EXPECT_NE(refused.err.find(reason), std::string::npos) << refused.err;
+    EXPECT_EQ(refused.err.find("model"), std::string::npos) << refused.err;
+  }
 }
 
 }  // namespace

@@ -26,6 +26,14 @@ class Handler(http.server.SimpleHTTPRequestHandler):
         with open(os.path.join(root, 'requests.log'), 'a') as log:
             log.write(self.path + ' ' + (self.headers.get('Range') or '-') + '\n')
     def send_head(self):
+        if self.path.endswith('endless.bin'):
+            self.send_response(200)
+            self.end_headers()
+            try:
+                while True:
+                    self.wfile.write(b'x' * 65536)
+            except OSError:
+                return None
         wanted = self.headers.get('Range')
         path = self.translate_path(self.path)
         if not wanted or not os.path.isfile(path):
@@ -126,14 +134,16 @@ TEST_F(ModelDownloadTest, FailuresLeaveNoModelBehind) {
   };
   const Case cases[] = {
       {"wrong checksum", base + "ggml-base.en.bin", std::string(40, '0'), "checksum mismatch"},
-      {"missing file", base + "ggml-nothing.bin", sha1, "download failed"},
+      {"missing file", base + "ggml-nothing.bin", sha1, "HTTP 404"},
+      {"a server that keeps sending", base + "ggml-endless.bin", sha1, "more than"},
       {"nobody listening", "http://127.0.0.1:9/ggml-base.en.bin", sha1, "download failed"},
   };
   for (const auto& c : cases) {
     auto destination = temp / "models" / "ggml-base.en.bin";
-    Status status =
-        ModelDownloader::download(c.url, destination, c.sha1, [](const ModelDownloader::Progress&) {});
+    Status status = ModelDownloader::download(
+        c.url, destination, c.sha1, [](const ModelDownloader::Progress&) {}, body.size() + 4096);
     ASSERT_FALSE(status) << c.name;
+    EXPECT_EQ(status.message().find("resume"), std::string::npos) << c.name << ": " << status.message();
     EXPECT_NE(status.message().find(c.reason), std::string::npos) << c.name << ": " << status.message();
     EXPECT_FALSE(std::filesystem::exists(destination)) << c.name;
     EXPECT_FALSE(std::filesystem::exists(temp / "models" / "ggml-base.en.bin.partial")) << c.name;

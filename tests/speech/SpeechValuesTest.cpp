@@ -2,8 +2,10 @@
 
 #include <cmath>
 #include <fstream>
+#include <map>
 #include <random>
 
+#include "audio/AudioFile.h"
 #include "speech/SpeechActivity.h"
 #include "tools/SyntheticWhisperModel.h"
 #include "speech/WhisperModelChoice.h"
@@ -164,6 +166,91 @@ TEST_F(WhisperModelFileTest, DamagedFilesAreRefusedWithAReason) {
   auto missing = inspectWhisperModel(*dir_ / "ggml-none.bin");
   ASSERT_FALSE(missing.ok());
   EXPECT_NE(missing.error().find("not found"), std::string::npos);
+}
+
+// A tiny.en header with the given fields changed, mel filters, no words and one tensor header.
+std::string craftedModel(std::map<int, std::int32_t> fields, std::vector<std::int32_t> extents) {
+  std::vector<std::int32_t> header = {0x67676d6c, 51864, 1500, 384, 6, 4, 448, 384, 6, 4, 80, 1, 80, 201};
+  for (const auto& [index, value] : fields) header[static_cast<std::size_t>(index)] = value;
+  std::string out(reinterpret_cast<const char*>(header.data()), header.size() * 4);
+  out += std::string(80 * 201 * 4, '\0');
+  // No words, then one tensor header: dimensions, name length, type f32, extents.
+  std::vector<std::int32_t> rest = {0, static_cast<std::int32_t>(extents.size()), 4, 0};
+  rest.insert(rest.end(), extents.begin(), extents.end());
+  out.append(reinterpret_cast<const char*>(rest.data()), rest.size() * 4);
+  out += "name";
+  out += std::string(4096, '\x01');
+  return out;
+}
+
+TEST_F(WhisperModelFileTest, CraftedHeadersAreRefusedWithoutLoopingOrReachingWhisper) {
+  const std::int32_t big = 0x7fffffff;
+  struct Case {
+    const char* name;
+    std::map<int, std::int32_t> fields;
+    std::vector<std::int32_t> extents;
+    std::string reason;
+  };
+  const Case cases[] = {
+      {"extents whose product overflows", {}, {big, big, big, big}, "bad tensor shape"},
+      {"extents larger than the file", {}, {65536, 65536}, "bad tensor shape"},
+      {"one attention-head count changed", {{8, 7}}, {1}, "architecture"},
+      {"heads that do not divide the state", {{4, 5}, {8, 5}}, {1}, "architecture"},
+      {"unknown file type", {{11, 5}}, {1}, "weight format"},
+      {"quantisation version from the future", {{11, 3001}}, {1}, "weight format"},
+      {"mel filters of another size", {{12, 81}}, {1}, "mel filters"},
+  };
+  for (const auto& c : cases) {
+    auto file = *dir_ / "crafted.bin";
+    test::writeFile(file, craftedModel(c.fields, c.extents));
+    auto info = inspectWhisperModel(file);
+    ASSERT_FALSE(info.ok()) << c.name;
+    EXPECT_NE(info.error().find(c.reason), std::string::npos) << c.name << ": " << info.error();
+  }
+  auto folder = inspectWhisperModel(dir_->path());
+  ASSERT_FALSE(folder.ok());
+  EXPECT_NE(folder.error().find("is a folder"), std::string::npos) << folder.error();
+}
+
+// A 16-bit PCM WAV file whose header claims `rate` and `channels`, with `frames` frames of data.
+std::string pcmWav(std::int32_t rate, std::int16_t channels, std::int32_t frames) {
+  auto le = [](std::string& out, std::uint32_t value, int bytes) {
+    for (int k = 0; k < bytes; ++k) out += static_cast<char>((value >> (8 * k)) & 0xff);
+  };
+  const std::uint32_t data = static_cast<std::uint32_t>(frames) * 2u * static_cast<std::uint32_t>(channels);
+  std::string out = "RIFF";
+  le(out, 36 + data, 4);
+  out += "WAVEfmt ";
+  le(out, 16, 4), le(out, 1, 2), le(out, static_cast<std::uint32_t>(channels), 2);
+  le(out, static_cast<std::uint32_t>(rate), 4), le(out, static_cast<std::uint32_t>(rate) * 2u * channels, 4);
+  le(out, 2u * static_cast<std::uint32_t>(channels), 2), le(out, 16, 2);
+  out += "data";
+  le(out, data, 4);
+  for (std::uint32_t k = 0; k < data / 2; ++k) le(out, 0x1000, 2);
+  return out;
+}
+
+TEST(AudioFileTest, RatesNoMicrophoneHasAreRefusedAndTheRestConverted) {
+  test::TempDir dir;
+  struct Case {
+    std::int32_t rate;
+    std::int16_t channels;
+    std::size_t expected;  // samples at 16 kHz; 0: refused
+  };
+  const Case cases[] = {{1, 1, 0},           {3999, 1, 0},          {800000, 1, 0},          {48000, 65, 0},
+                        {8000, 1, 2 * 8000}, {48000, 3, 16000 / 3}, {768000, 1, 200000 / 48}};
+  for (const auto& c : cases) {
+    const std::int32_t frames = c.rate == 8000 ? 8000 : c.channels == 3 ? 16000 : 200000;
+    test::writeFile(dir / "clip.wav", pcmWav(c.rate, c.channels, frames));
+    auto samples = readAudioFile(dir / "clip.wav", 16000);
+    if (c.expected == 0) {
+      ASSERT_FALSE(samples.ok()) << c.rate << " Hz";
+      EXPECT_NE(samples.error().find("no usable format"), std::string::npos) << samples.error();
+    } else {
+      ASSERT_TRUE(samples.ok()) << c.rate << " Hz: " << samples.error();
+      EXPECT_NEAR(static_cast<double>(samples.value().size()), static_cast<double>(c.expected), 64) << c.rate;
+    }
+  }
 }
 
 }  // namespace

@@ -14,6 +14,9 @@ namespace {
 struct Transfer {
   std::FILE* file = nullptr;
   std::uint64_t resumedFrom = 0;
+  std::uint64_t written = 0;
+  std::uint64_t maxBytes = 0;
+  bool tooLarge = false;
   bool checkedStatus = false;
   CURL* curl = nullptr;
   const ModelDownloader::ProgressHandler* progress = nullptr;
@@ -34,6 +37,12 @@ std::size_t writeBody(char* data, std::size_t size, std::size_t count, void* use
       transfer->file = reopened;
       transfer->resumedFrom = 0;
     }
+  }
+  const std::uint64_t bytes = static_cast<std::uint64_t>(size) * count;
+  transfer->written += bytes;
+  if (transfer->maxBytes > 0 && transfer->resumedFrom + transfer->written > transfer->maxBytes) {
+    transfer->tooLarge = true;
+    return 0;  // ends the transfer
   }
   return std::fwrite(data, size, count, transfer->file) * size;
 }
@@ -78,7 +87,8 @@ std::string ModelDownloader::sha1Of(const std::filesystem::path& file) {
 }
 
 Status ModelDownloader::download(const std::string& url, const std::filesystem::path& destination,
-                                 const std::string& sha1, const ProgressHandler& progress) {
+                                 const std::string& sha1, const ProgressHandler& progress,
+                                 std::uint64_t maxBytes) {
   std::error_code error;
   std::filesystem::create_directories(destination.parent_path(), error);
   if (error)
@@ -93,6 +103,7 @@ Status ModelDownloader::download(const std::string& url, const std::filesystem::
   transfer.file = std::fopen(partial.c_str(), transfer.resumedFrom > 0 ? "ab" : "wb");
   if (!transfer.file) return Status::error("cannot write " + partial.string());
   transfer.progress = &progress;
+  transfer.maxBytes = maxBytes;
 
   CURL* curl = curl_easy_init();
   transfer.curl = curl;
@@ -119,10 +130,22 @@ Status ModelDownloader::download(const std::string& url, const std::filesystem::
 
   // 416: the partial file already holds everything the server has.
   bool complete = code == CURLE_OK || (status == 416 && transfer.resumedFrom > 0);
+  if (transfer.tooLarge) {
+    std::filesystem::remove(partial, error);
+    return Status::error("download failed: the server sent more than the " + std::to_string(maxBytes) +
+                         " bytes this model can have; stopped and removed the partial file");
+  }
   if (!complete) {
     std::string reason = message[0] ? message : curl_easy_strerror(code);
-    if (!std::filesystem::exists(partial, error) || std::filesystem::file_size(partial, error) == 0)
-      std::filesystem::remove(partial, error);
+    const bool kept =
+        std::filesystem::exists(partial, error) && std::filesystem::file_size(partial, error) > 0;
+    if (!kept) std::filesystem::remove(partial, error);
+    // A refusal (404, 403, ...) does not go away by trying again; a broken transfer does.
+    if (code == CURLE_HTTP_RETURNED_ERROR && status >= 400 && status < 500) {
+      return Status::error("download failed: the server answered HTTP " + std::to_string(status) + " for " +
+                           url);
+    }
+    if (!kept) return Status::error("download failed: " + reason);
     return Status::error("download failed: " + reason + " — run the command again to resume");
   }
   if (!closed) {

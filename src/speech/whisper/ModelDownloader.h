@@ -22,8 +22,10 @@ class ModelDownloader {
   };
   using ProgressHandler = std::function<void(const Progress&)>;
 
+  // A server that sends more than `maxBytes` (0: no limit) is cut off and the partial file removed.
   static Status download(const std::string& url, const std::filesystem::path& destination,
-                         const std::string& sha1, const ProgressHandler& progress);
+                         const std::string& sha1, const ProgressHandler& progress,
+                         std::uint64_t maxBytes = 0);
   // The SHA-1 of a file in lower-case hex; empty when it cannot be read.
   static std::string sha1Of(const std::filesystem::path& file);
 };

@@ -1,0 +1,123 @@
+// Mutated WAV headers against the audio file reader: murvelo_fault_audio [--seconds S]
+// [--rounds N] [--seed N]. Each round writes a one-second 16 kHz recording whose header fields
+// (sizes, format, channels, rates, alignment, bit depth) are changed to hostile values, or which
+// is cut short, and reads it as the program does. Every read must end within two seconds with
+// output bounded by the file's real length. Prints the figures; exits 1 on the first fault.
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+
+#include "audio/AudioFile.h"
+
+namespace {
+
+void put(std::string& out, std::size_t at, std::uint32_t value, int bytes) {
+  for (int k = 0; k < bytes; ++k)
+    out[at + static_cast<std::size_t>(k)] = static_cast<char>((value >> (8 * k)) & 0xff);
+}
+
+std::string baseWav() {
+  std::string out(44, '\0');
+  std::memcpy(out.data(), "RIFF", 4);
+  std::memcpy(out.data() + 8, "WAVEfmt ", 8);
+  std::memcpy(out.data() + 36, "data", 4);
+  put(out, 4, 36 + 32000, 4), put(out, 16, 16, 4), put(out, 20, 1, 2), put(out, 22, 1, 2);
+  put(out, 24, 16000, 4), put(out, 28, 32000, 4), put(out, 32, 2, 2), put(out, 34, 16, 2),
+      put(out, 40, 32000, 4);
+  std::mt19937 random(3);
+  for (int i = 0; i < 16000; ++i) {
+    out += static_cast<char>(random());
+    out += static_cast<char>(random() % 64);
+  }
+  return out;
+}
+
+struct HeaderField {
+  std::size_t at;
+  int bytes;
+};
+const HeaderField kFields[] = {{4, 4},  {16, 4}, {20, 2}, {22, 2}, {24, 4},
+                               {28, 4}, {32, 2}, {34, 2}, {40, 4}};
+const std::uint32_t kHostile[] = {0,      1,      2,          3,           6,           8,     24,
+                                  32,     64,     65,         0xfffe,      0xffff,      3999,  4000,
+                                  768000, 768001, 0x7fffffff, 0x80000000u, 0xffffffffu, 44100, 48000};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  double seconds = 10;
+  long rounds = 100000;
+  unsigned seed = 1;
+  for (int i = 1; i + 1 < argc; i += 2) {
+    std::string flag = argv[i];
+    if (flag == "--seconds") seconds = std::stod(argv[i + 1]);
+    if (flag == "--rounds") rounds = std::stol(argv[i + 1]);
+    if (flag == "--seed") seed = static_cast<unsigned>(std::stoul(argv[i + 1]));
+  }
+  std::mt19937 random(seed);
+  std::string pattern = (std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp") +
+                        std::string("/murvelo-fault-audio-XXXXXX");
+  if (::mkdtemp(pattern.data()) == nullptr) return 2;
+  const std::filesystem::path dir = pattern;
+  const std::filesystem::path file = dir / "clip.wav";
+  const std::string base = baseWav();
+
+  const auto start = std::chrono::steady_clock::now();
+  long done = 0, accepted = 0;
+  int failures = 0;
+  double slowest = 0;
+  for (long round = 0; round < rounds && failures == 0; ++round) {
+    if (std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() > seconds) break;
+    std::string wav = base;
+    const int changes = 1 + static_cast<int>(random() % 3);
+    for (int k = 0; k < changes; ++k) {
+      const auto& field = kFields[random() % std::size(kFields)];
+      const std::uint32_t value =
+          random() % 4 == 0 ? static_cast<std::uint32_t>(random()) : kHostile[random() % std::size(kHostile)];
+      put(wav, field.at, value, field.bytes);
+    }
+    if (random() % 5 == 0) wav.resize(random() % wav.size());
+    std::ofstream(file, std::ios::binary | std::ios::trunc)
+        .write(wav.data(), static_cast<std::streamsize>(wav.size()));
+
+    ::alarm(10);  // a hang ends the run with SIGALRM, which CI reports
+    const auto before = std::chrono::steady_clock::now();
+    auto samples = murvelo::readAudioFile(file, 16000);
+    const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - before).count();
+    ::alarm(0);
+    slowest = std::max(slowest, took);
+    if (took > 2.0) {
+      std::fprintf(stderr, "round %ld: the read took %.1f s\n", round, took);
+      ++failures;
+    }
+    // 32,000 bytes hold at most 256,000 one-bit samples: at the lowest accepted rate that is
+    // 64 s, or 1,024,000 samples at 16 kHz.
+    if (samples.ok()) {
+      ++accepted;
+      if (samples.value().size() > 1024000 + 4096) {
+        std::fprintf(stderr, "round %ld: %zu samples from %zu bytes\n", round, samples.value().size(),
+                     wav.size());
+        ++failures;
+      }
+    }
+    ++done;
+  }
+  rusage usage{};
+  ::getrusage(RUSAGE_SELF, &usage);
+  std::error_code ignored;
+  std::filesystem::remove_all(dir, ignored);
+  std::printf(
+      "audio header fault driver: %ld rounds, %ld read, slowest read %.1f ms, peak memory %ld MB, "
+      "%d failures, %.1f s\n",
+      done, accepted, slowest * 1e3, usage.ru_maxrss / 1024, failures,
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  return failures == 0 ? 0 : 1;
+}

@@ -1,0 +1,193 @@
+// Several processes writing one settings file at once, some killed with SIGKILL mid-write:
+// murvelo_fault_store [--seconds S] [--rounds N] [--seed N]. After each round the file must parse,
+// hold every correction and setting a writer reported saved, and no temp file may outlive its
+// writer. Prints the figures; exits 1 on the first loss.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "base/linux/FileDefaultsStore.h"
+#include "cleanup/CorrectionsDictionary.h"
+#include "history/HistoryStore.h"
+
+namespace {
+
+using namespace murvelo;
+
+constexpr int kWriters = 4;
+constexpr int kAddsPerWriter = 3;
+
+// One child: adds corrections, a history entry and its own setting, reporting each success on `out`
+// as one line ("w <word>", "s <key> <value>", "h <text>").
+[[noreturn]] void writer(const std::filesystem::path& file, int round, int index, int out) {
+  auto store = FileDefaultsStore::open(file);
+  CorrectionsDictionary dictionary(*store);
+  HistoryStore history(*store);
+  history.load();
+  auto report = [&](const std::string& line) {
+    std::string text = line + "\n";
+    if (::write(out, text.data(), text.size()) < 0) _exit(3);
+  };
+  for (int i = 0; i < kAddsPerWriter; ++i) {
+    const std::string word =
+        "w" + std::to_string(round) + "x" + std::to_string(index) + "x" + std::to_string(i);
+    if (dictionary.add(word, "R" + word)) report("w " + word);
+    const std::string key = "writer" + std::to_string(index);
+    if (store->setString(key, word)) report("s " + key + " " + word);
+    if (i == 0) {
+      history.add("h" + word, std::nullopt, std::nullopt, std::nullopt, std::nullopt);
+      report("h h" + word);  // add() has no status: a loss shows as a missing entry only if saved
+    }
+  }
+  _exit(0);
+}
+
+std::vector<std::string> readLines(int fd) {
+  std::string all;
+  char buffer[4096];
+  ssize_t n;
+  while ((n = ::read(fd, buffer, sizeof buffer)) > 0) all.append(buffer, static_cast<std::size_t>(n));
+  std::vector<std::string> lines;
+  std::size_t start = 0;
+  for (std::size_t end; (end = all.find('\n', start)) != std::string::npos; start = end + 1) {
+    lines.push_back(all.substr(start, end - start));
+  }
+  return lines;  // a partial last line (writer killed mid-report) is not a claim
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  double seconds = 10;
+  long rounds = 300;
+  unsigned seed = 1;
+  for (int i = 1; i + 1 < argc; i += 2) {
+    std::string flag = argv[i];
+    if (flag == "--seconds") seconds = std::stod(argv[i + 1]);
+    if (flag == "--rounds") rounds = std::stol(argv[i + 1]);
+    if (flag == "--seed") seed = static_cast<unsigned>(std::stoul(argv[i + 1]));
+  }
+  std::mt19937 random(seed);
+  // Memory-backed when possible: the rounds test interleaving, not the disk's fsync speed.
+  std::string base = std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp";
+  std::string pattern = base + "/murvelo-fault-store-XXXXXX";
+  if (::mkdtemp(pattern.data()) == nullptr) return 2;
+  const std::filesystem::path dir = pattern;
+  const std::filesystem::path file = dir / "murvelo" / "defaults.json";
+
+  const auto start = std::chrono::steady_clock::now();
+  long done = 0;
+  long kills = 0;
+  long claims = 0;
+  int failures = 0;
+  std::set<std::string> words;      // every correction ever reported saved
+  std::set<std::string> histories;  // history entries reported added by writers that were not killed
+  for (long round = 0; round < rounds; ++round) {
+    if (std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() > seconds) break;
+    int pipes[kWriters][2];
+    pid_t children[kWriters];
+    for (int w = 0; w < kWriters; ++w) {
+      if (::pipe(pipes[w]) != 0) return 2;
+      children[w] = ::fork();
+      if (children[w] == 0) {
+        ::close(pipes[w][0]);
+        writer(file, static_cast<int>(round), w, pipes[w][1]);
+      }
+      ::close(pipes[w][1]);
+    }
+    // Every other round one writer dies at a random moment, possibly mid-write.
+    int victim = round % 2 == 0 ? static_cast<int>(random() % kWriters) : -1;
+    if (victim >= 0) {
+      ::usleep(static_cast<useconds_t>(random() % 20000));
+      ::kill(children[victim], SIGKILL);
+      ++kills;
+    }
+    std::map<std::string, std::string> lastSetting;
+    for (int w = 0; w < kWriters; ++w) {
+      for (const auto& line : readLines(pipes[w][0])) {
+        ++claims;
+        if (line.rfind("w ", 0) == 0) words.insert(line.substr(2));
+        if (line.rfind("s ", 0) == 0) {
+          auto space = line.find(' ', 2);
+          lastSetting[line.substr(2, space - 2)] = line.substr(space + 1);
+        }
+        if (line.rfind("h ", 0) == 0 && w != victim) histories.insert(line.substr(2));
+      }
+      ::close(pipes[w][0]);
+      int status = 0;
+      ::waitpid(children[w], &status, 0);
+      if (w != victim && !(WIFEXITED(status) && WEXITSTATUS(status) == 0)) {
+        std::fprintf(stderr, "round %ld: writer %d failed (status %d)\n", round, w, status);
+        ++failures;
+      }
+    }
+
+    auto store = FileDefaultsStore::open(file);
+    if (!store->movedAsideTo().empty() || !store->openStatus()) {
+      std::fprintf(stderr, "round %ld: the file did not survive\n", round);
+      ++failures;
+    }
+    CorrectionsDictionary dictionary(*store);
+    dictionary.load();
+    std::set<std::string> present;
+    for (const auto& entry : dictionary.entries()) present.insert(entry.wrong);
+    for (const auto& word : words) {
+      if (!present.count(word)) {
+        std::fprintf(stderr, "round %ld: correction %s was reported saved and is gone\n", round,
+                     word.c_str());
+        ++failures;
+      }
+    }
+    for (const auto& [key, value] : lastSetting) {
+      if (victim < 0 && store->string(key) != value) {
+        std::fprintf(stderr, "round %ld: %s lost its last value\n", round, key.c_str());
+        ++failures;
+      }
+    }
+    HistoryStore history(*store);
+    history.load();
+    std::set<std::string> kept;
+    for (const auto& item : history.items()) kept.insert(item.text);
+    for (const auto& text : histories) {
+      // Only the newest 50 are kept by design.
+      if (!kept.count(text) && kept.size() < HistoryStore::kMaxItems) {
+        std::fprintf(stderr, "round %ld: history entry %s is gone\n", round, text.c_str());
+        ++failures;
+      }
+    }
+    histories.clear();
+    // The next writer clears what a killed one left behind.
+    store->setBool("checked", true);
+    for (const auto& entry : std::filesystem::directory_iterator(file.parent_path())) {
+      if (entry.path().filename().string().find(".tmp-") != std::string::npos) {
+        std::fprintf(stderr, "round %ld: stale temp file %s\n", round, entry.path().filename().c_str());
+        ++failures;
+      }
+    }
+    // Keep the list small so that the rounds stay fast.
+    if (words.size() > 200) {
+      store->remove(CorrectionsDictionary::kDefaultsKey);
+      words.clear();
+    }
+    ++done;
+    if (failures > 0) break;
+  }
+  std::error_code ignored;
+  std::filesystem::remove_all(dir, ignored);
+  double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  std::printf(
+      "store fault driver: %ld rounds, %d writers each, %ld killed with SIGKILL, %ld saves checked, "
+      "%d failures, %.1f s\n",
+      done, kWriters, kills, claims, failures, elapsed);
+  return failures == 0 ? 0 : 1;
+}
