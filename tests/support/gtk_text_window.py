@@ -25,6 +25,7 @@ def main():
     parser.add_argument("--output", default=None)
     parser.add_argument("--ready", default=None)
     parser.add_argument("--title", default="Murvelo test field")
+    parser.add_argument("--key-log", default=None, help="append each key chord with Ctrl held, e.g. ctrl+shift+v")
     parser.add_argument("--wm-class", default=None, help="WM_CLASS name and class, e.g. to pose as a terminal")
     args = parser.parse_args()
 
@@ -67,6 +68,16 @@ def main():
             with open(args.output, "w", encoding="utf-8") as out:
                 out.write(text)
 
+    def key_pressed(_widget, event):
+        if args.key_log and event.state & Gdk.ModifierType.CONTROL_MASK:
+            name = Gdk.keyval_name(Gdk.keyval_to_lower(event.keyval))
+            if name not in ("Control_L", "Control_R", "Shift_L", "Shift_R"):
+                shift = "shift+" if event.state & Gdk.ModifierType.SHIFT_MASK else ""
+                with open(args.key_log, "a", encoding="utf-8") as out:
+                    out.write("ctrl+" + shift + name + "\n")
+        return False
+
+    window.connect("key-press-event", key_pressed)
     window.add(field)
     write(contents())
     announced = [False]

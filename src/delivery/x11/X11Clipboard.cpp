@@ -31,9 +31,9 @@ void prepareXlib() {
 
 // Targets that describe the selection rather than hold its contents.
 bool isMetaTarget(const std::string& name) {
-  static const char* const kMeta[] = {"TARGETS",          "MULTIPLE",        "TIMESTAMP", "SAVE_TARGETS",
-                                      "DELETE",           "INSERT_SELECTION", "INSERT_PROPERTY",
-                                      "_GTK_SELECTION_ID", "CLIPBOARD_MANAGER"};
+  static const char* const kMeta[] = {
+      "TARGETS",          "MULTIPLE",        "TIMESTAMP",         "SAVE_TARGETS",     "DELETE",
+      "INSERT_SELECTION", "INSERT_PROPERTY", "_GTK_SELECTION_ID", "CLIPBOARD_MANAGER"};
   return std::any_of(std::begin(kMeta), std::end(kMeta), [&](const char* m) { return name == m; });
 }
 
@@ -145,7 +145,8 @@ struct X11Clipboard::State {
         }
         break;
       case PropertyNotify:
-        if (event.xproperty.state == PropertyDelete) continueTransfer(event.xproperty.window, event.xproperty.atom);
+        if (event.xproperty.state == PropertyDelete)
+          continueTransfer(event.xproperty.window, event.xproperty.atom);
         break;
       default: break;
     }
@@ -184,7 +185,8 @@ struct X11Clipboard::State {
           if (type != request.target) continue;
           if (data->size() <= chunk) {
             XChangeProperty(owner, request.requestor, property, type, 8, PropModeReplace,
-                            reinterpret_cast<const unsigned char*>(data->data()), static_cast<int>(data->size()));
+                            reinterpret_cast<const unsigned char*>(data->data()),
+                            static_cast<int>(data->size()));
           } else {
             // Too large for one request: announce the size, then hand out chunks each time the
             // requestor deletes the property.
@@ -192,8 +194,8 @@ struct X11Clipboard::State {
             long size = static_cast<long>(data->size());
             XChangeProperty(owner, request.requestor, property, incr, 32, PropModeReplace,
                             reinterpret_cast<unsigned char*>(&size), 1);
-            transfers[{request.requestor, property}] = Transfer{request.requestor, property, type, data, 0,
-                                                                Clock::now()};
+            transfers[{request.requestor, property}] =
+                Transfer{request.requestor, property, type, data, 0, Clock::now()};
           }
           reply.property = property;
           break;
@@ -223,7 +225,8 @@ struct X11Clipboard::State {
   void finishTransfer(std::map<std::pair<Window, Atom>, Transfer>::iterator it) {
     Window requestor = it->first.first;
     transfers.erase(it);
-    bool more = std::any_of(transfers.begin(), transfers.end(), [&](auto& t) { return t.first.first == requestor; });
+    bool more =
+        std::any_of(transfers.begin(), transfers.end(), [&](auto& t) { return t.first.first == requestor; });
     if (!more) XSelectInput(owner, requestor, NoEventMask);
   }
 
@@ -282,8 +285,8 @@ struct X11Clipboard::State {
     auto fetch = [&](Atom& type, int& format) -> std::optional<std::string> {
       unsigned long count = 0, after = 0;
       unsigned char* data = nullptr;
-      if (XGetWindowProperty(reader, readerWindow, readProperty, 0, LONG_MAX / 4, True, AnyPropertyType, &type,
-                             &format, &count, &after, &data) != Success)
+      if (XGetWindowProperty(reader, readerWindow, readProperty, 0, LONG_MAX / 4, True, AnyPropertyType,
+                             &type, &format, &count, &after, &data) != Success)
         return std::nullopt;
       std::string bytes;
       if (data && format == 8) bytes.assign(reinterpret_cast<char*>(data), count);
@@ -340,7 +343,8 @@ struct X11Clipboard::State {
     for (Atom target : offered) {
       std::string name = atomName(reader, target);
       if (name.empty() || isMetaTarget(name)) continue;
-      if (std::any_of(item.entries.begin(), item.entries.end(), [&](auto& e) { return e.first == name; })) continue;
+      if (std::any_of(item.entries.begin(), item.entries.end(), [&](auto& e) { return e.first == name; }))
+        continue;
       auto bytes = convert(target, deadline);
       if (Clock::now() >= deadline) return {};
       if (bytes) item.entries.emplace_back(std::move(name), std::move(*bytes));
@@ -362,8 +366,8 @@ struct X11Clipboard::State {
     int format = 0;
     unsigned long count = 0, after = 0;
     unsigned char* data = nullptr;
-    if (XGetWindowProperty(reader, readerWindow, readProperty, 0, 65536, True, AnyPropertyType, &type, &format,
-                           &count, &after, &data) != Success)
+    if (XGetWindowProperty(reader, readerWindow, readProperty, 0, 65536, True, AnyPropertyType, &type,
+                           &format, &count, &after, &data) != Success)
       return std::nullopt;
     std::vector<Atom> atoms;
     if (data && format == 32) {
@@ -399,8 +403,8 @@ std::unique_ptr<X11Clipboard> X11Clipboard::open(const char* display) {
 
   XSetWindowAttributes attributes{};
   attributes.event_mask = PropertyChangeMask;
-  state->window = XCreateWindow(d, DefaultRootWindow(d), 0, 0, 1, 1, 0, CopyFromParent, InputOnly, CopyFromParent,
-                                CWEventMask, &attributes);
+  state->window = XCreateWindow(d, DefaultRootWindow(d), 0, 0, 1, 1, 0, CopyFromParent, InputOnly,
+                                CopyFromParent, CWEventMask, &attributes);
   XFixesSelectSelectionInput(d, state->window, state->clipboard,
                              XFixesSetSelectionOwnerNotifyMask | XFixesSelectionWindowDestroyNotifyMask |
                                  XFixesSelectionClientCloseNotifyMask);
@@ -490,7 +494,8 @@ void X11Clipboard::writeItems(const std::vector<ClipboardItem>& items) {
         named.emplace_back(type, std::make_shared<const std::string>(bytes));
   onWorker(
       [s, offer, named = std::move(named)] {
-        for (const auto& [type, data] : named) offer->types.emplace_back(XInternAtom(s->owner, type.c_str(), False), data);
+        for (const auto& [type, data] : named)
+          offer->types.emplace_back(XInternAtom(s->owner, type.c_str(), False), data);
         s->own(offer);
       },
       std::chrono::milliseconds(200));

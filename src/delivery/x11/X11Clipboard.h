@@ -33,7 +33,7 @@ class X11Clipboard : public Clipboard {
   bool owned();
 
   // Longest a whole read may take before it gives up with nothing.
-  static constexpr std::chrono::milliseconds kReadLimit{3000};
+  static constexpr std::chrono::milliseconds kReadLimit{1000};
 
   struct State;
 

@@ -36,7 +36,8 @@ struct X11KeyPoster::State {
   }
 };
 
-std::unique_ptr<X11KeyPoster> X11KeyPoster::open(const char* display, std::vector<unsigned long> talkKeysyms) {
+std::unique_ptr<X11KeyPoster> X11KeyPoster::open(const char* display,
+                                                 std::vector<unsigned long> talkKeysyms) {
   static std::once_flag once;
   std::call_once(once, [] {
     XInitThreads();
@@ -113,7 +114,8 @@ int X11KeyPoster::postPasteChord(PasteKey key) {
   chord.push_back(v);
   int posted = 0;
   for (KeyCode code : chord) posted += XTestFakeKeyEvent(d, code, True, CurrentTime) ? 1 : 0;
-  for (auto it = chord.rbegin(); it != chord.rend(); ++it) posted += XTestFakeKeyEvent(d, *it, False, CurrentTime) ? 1 : 0;
+  for (auto it = chord.rbegin(); it != chord.rend(); ++it)
+    posted += XTestFakeKeyEvent(d, *it, False, CurrentTime) ? 1 : 0;
   XSync(d, False);
   return posted;
 }

@@ -12,7 +12,8 @@ class X11KeyPoster : public KeyPoster {
  public:
   // Null when the display cannot be opened. `talkKeysyms` are the talk key's keysyms, counted as
   // held modifiers next to Alt.
-  static std::unique_ptr<X11KeyPoster> open(const char* display = nullptr, std::vector<unsigned long> talkKeysyms = {});
+  static std::unique_ptr<X11KeyPoster> open(const char* display = nullptr,
+                                            std::vector<unsigned long> talkKeysyms = {});
   ~X11KeyPoster() override;
 
   bool mayPostEvents() override;
