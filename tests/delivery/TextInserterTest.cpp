@@ -116,6 +116,11 @@ TEST(TextInserter, PastesThenRestoresEveryItemAndTypeAfter600ms) {
   auto messages = logs.sink().messages();
   EXPECT_NE(std::find(messages.begin(), messages.end(), "clipboard restored after auto-paste"),
             messages.end());
+  for (const auto& event : h.diagnostics.snapshot()) {
+    EXPECT_EQ(event.detail.find("hello"), std::string::npos);
+    EXPECT_EQ(event.detail.find("user"), std::string::npos);
+  }
+  for (const auto& message : messages) EXPECT_EQ(message.find("user"), std::string::npos);
 }
 
 TEST(TextInserter, CopyMadeBeforeTheRestoreSurvives) {

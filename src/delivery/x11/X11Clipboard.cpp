@@ -76,6 +76,7 @@ struct X11Clipboard::State {
   Atom clipboard = None, targets = None, timestamp = None, incr = None, utf8 = None, textPlain = None,
        textPlainUtf8 = None, readProperty = None, stampProperty = None;
   std::size_t chunk = 0;
+  std::chrono::milliseconds readLimit{1000};
   int wake = -1;
 
   std::atomic<std::uint64_t> count{0};
@@ -332,7 +333,7 @@ struct X11Clipboard::State {
       for (const auto& [type, data] : mine->types) item.entries.emplace_back(atomName(reader, type), *data);
       return {item};
     }
-    const auto deadline = Clock::now() + kReadLimit;
+    const auto deadline = Clock::now() + readLimit;
     std::vector<Atom> offered;
     if (auto list = convertAtoms(deadline)) {
       offered = *list;
@@ -380,9 +381,10 @@ struct X11Clipboard::State {
   }
 };
 
-std::unique_ptr<X11Clipboard> X11Clipboard::open(const char* display) {
+std::unique_ptr<X11Clipboard> X11Clipboard::open(const char* display, std::chrono::milliseconds readLimit) {
   prepareXlib();
   auto state = std::make_unique<State>();
+  state->readLimit = readLimit;
   state->owner = XOpenDisplay(display);
   state->reader = XOpenDisplay(display);
   if (!state->owner || !state->reader) return nullptr;

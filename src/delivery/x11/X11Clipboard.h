@@ -21,7 +21,9 @@ namespace murvelo {
 class X11Clipboard : public Clipboard {
  public:
   // Null when the display cannot be opened or lacks XFixes. `display` null means $DISPLAY.
-  static std::unique_ptr<X11Clipboard> open(const char* display = nullptr);
+  // `readLimit` bounds a whole read, after which it gives up with nothing.
+  static std::unique_ptr<X11Clipboard> open(const char* display = nullptr,
+                                            std::chrono::milliseconds readLimit = std::chrono::seconds(1));
   ~X11Clipboard() override;
 
   std::uint64_t changeCount() override;
@@ -31,9 +33,6 @@ class X11Clipboard : public Clipboard {
 
   // Whether we still hold the clipboard (nobody has taken it since our last write).
   bool owned();
-
-  // Longest a whole read may take before it gives up with nothing.
-  static constexpr std::chrono::milliseconds kReadLimit{1000};
 
   struct State;
 
