@@ -111,6 +111,8 @@ class X11Delivery : public ::testing::Test {
 
   // A GTK3 text field with the focus; what it holds is read back from a file.
   void openField(const std::string& wmClass = {}) {
+    field_.reset();
+    for (const char* name : {"ready", "field.txt", "keys.txt"}) fs::remove(dir_.path() / name);
     std::vector<std::string> argv = {
         "/usr/bin/python3", std::string(MURVELO_SOURCE_DIR) + "/tests/support/gtk_text_window.py",
         "--output",         (dir_.path() / "field.txt").string(),
@@ -159,6 +161,8 @@ class X11Delivery : public ::testing::Test {
 
 test::XvfbServer* X11Delivery::server_ = nullptr;
 
+constexpr int kAttempts = 3;
+
 const std::map<std::string, std::string> kUserClipboard = {
     {"text/plain", "the user's own clipboard"},
     {"text/html", "<p>the <b>user's</b> own clipboard</p>"},
@@ -174,29 +178,36 @@ std::string awkwardText() {
 }
 
 TEST_F(X11Delivery, PastesAtTheCursorAndBringsBackEveryType) {
-  openField();
-  ownClipboard(kUserClipboard);
   const std::string text = awkwardText();
-  auto json = paste({text});
-  EXPECT_EQ(json["outcome"], "pastedAtCursor");
-  EXPECT_EQ(json["pasteKey"], "ctrl+v");
+  nlohmann::json json;
+  // On a loaded machine the 0.3 s snapshot may time out, which rightly restores nothing: try again.
+  for (int attempt = 0; attempt < kAttempts && json["clipboard"] != "restored"; ++attempt) {
+    openField();
+    ownClipboard(kUserClipboard);
+    json = paste({text});
+    EXPECT_EQ(json["outcome"], "pastedAtCursor");
+    EXPECT_EQ(json["pasteKey"], "ctrl+v");
+    EXPECT_TRUE(waitFor([&] { return fieldText() == text; }))
+        << "field holds " << fieldText().size() << " bytes";
+  }
   EXPECT_EQ(json["clipboard"], "restored");
-  EXPECT_TRUE(waitFor([&] { return fieldText() == text; }))
-      << "field holds " << fieldText().size() << " bytes";
   for (const auto& [type, bytes] : kUserClipboard) EXPECT_EQ(clip(type), bytes) << type;
 }
 
 TEST_F(X11Delivery, CopyMadeRightAfterThePasteSurvives) {
-  openField();
-  ownClipboard(kUserClipboard);
-  Background cli({MURVELO_CLI_PATH, "paste", "dictated "}, env_, dir_.path() / "cli.out");
-  ASSERT_TRUE(waitFor([&] { return fieldText() == "dictated "; }));
-  // xclip stays behind holding the clipboard; its first process returns at once.
-  Background copy({"/usr/bin/xclip", "-i", "-selection", "clipboard"}, env_, dir_.path() / "xclip.out",
-                  "copied meanwhile");
-  copy.wait();
-  cli.wait();
-  auto json = nlohmann::json::parse(cli.output(), nullptr, false);
+  nlohmann::json json;
+  for (int attempt = 0; attempt < kAttempts && json["clipboard"] != "skipped"; ++attempt) {
+    openField();
+    ownClipboard(kUserClipboard);
+    Background cli({MURVELO_CLI_PATH, "paste", "dictated "}, env_, dir_.path() / "cli.out");
+    ASSERT_TRUE(waitFor([&] { return fieldText() == "dictated "; }));
+    // xclip stays behind holding the clipboard; its first process returns at once.
+    Background copy({"/usr/bin/xclip", "-i", "-selection", "clipboard"}, env_, dir_.path() / "xclip.out",
+                    "copied meanwhile");
+    copy.wait();
+    cli.wait();
+    json = nlohmann::json::parse(cli.output(), nullptr, false);
+  }
   EXPECT_EQ(json["clipboard"], "skipped");
   EXPECT_EQ(clip("UTF8_STRING"), "copied meanwhile");
 }
@@ -235,8 +246,6 @@ TEST_F(X11Delivery, TerminalsGetCtrlShiftV) {
         test::runProcess(MURVELO_CLI_PATH, {"settings", "set", "terminalWindowClasses", c.extraSetting}, env_)
             .exitCode,
         0);
-    fs::remove(dir_.path() / "ready");
-    fs::remove(dir_.path() / "keys.txt");
     openField(c.wmClass);
     auto json = paste({"ls "});
     EXPECT_EQ(json["pasteKey"], c.key) << c.wmClass;
@@ -274,27 +283,30 @@ TEST_F(X11Delivery, LargeClipboardTravelsInChunksOrIsSkipped) {
 }
 
 TEST_F(X11Delivery, TwoPastesInQuickSuccessionRestoreTheClipboardFromBeforeTheFirst) {
-  openField();
-  ownClipboard(kUserClipboard);
+  const std::vector expected = {ClipboardRestorer::Result::superseded, ClipboardRestorer::Result::restored};
+  std::vector<ClipboardRestorer::Result> results;
   auto clipboard = X11Clipboard::open(server_->display().c_str());
   auto keys = X11KeyPoster::open(server_->display().c_str());
   ASSERT_TRUE(clipboard && keys);
-  EventLoop loop;
-  Diagnostics diagnostics;
-  ClipboardRestorer restorer(loop, *clipboard, diagnostics);
-  ClipboardTextInserter inserter(loop, restorer, *keys, diagnostics);
-  std::vector<ClipboardRestorer::Result> results;
-  restorer.setSettledObserver([&](ClipboardRestorer::Result r) {
-    results.push_back(r);
-    if (results.size() == 2) loop.quit();
-  });
-  loop.post([&] { inserter.insert("one ", true, 1); });
-  loop.postAfter(200ms, [&] { inserter.insert("two ", true, 2); });
-  loop.postAfter(5s, [&] { loop.quit(); });
-  loop.run();
-  EXPECT_EQ(results,
-            (std::vector{ClipboardRestorer::Result::superseded, ClipboardRestorer::Result::restored}));
-  EXPECT_TRUE(waitFor([&] { return fieldText() == "one two "; })) << fieldText();
+  for (int attempt = 0; attempt < kAttempts && results != expected; ++attempt) {
+    openField();
+    ownClipboard(kUserClipboard);
+    EventLoop loop;
+    Diagnostics diagnostics;
+    ClipboardRestorer restorer(loop, *clipboard, diagnostics);
+    ClipboardTextInserter inserter(loop, restorer, *keys, diagnostics);
+    results.clear();
+    restorer.setSettledObserver([&](ClipboardRestorer::Result r) {
+      results.push_back(r);
+      if (results.size() == 2) loop.quit();
+    });
+    loop.post([&] { inserter.insert("one ", true, 1); });
+    loop.postAfter(200ms, [&] { inserter.insert("two ", true, 2); });
+    loop.postAfter(5s, [&] { loop.quit(); });
+    loop.run();
+    EXPECT_TRUE(waitFor([&] { return fieldText() == "one two "; })) << fieldText();
+  }
+  EXPECT_EQ(results, expected);
   for (const auto& [type, bytes] : kUserClipboard) EXPECT_EQ(clip(type), bytes) << type;
 }
 
