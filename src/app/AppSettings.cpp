@@ -24,6 +24,7 @@ std::string_view AppSettings::keyOf(Field field) {
     case Field::microphoneStartupHistory: return kMicrophoneStartupHistoryKey;
     case Field::deviceID: return "deviceID";
     case Field::speechEngine: return "speechEngine";
+    case Field::terminalWindowClasses: return "terminalWindowClasses";
   }
   return {};
 }
@@ -76,6 +77,8 @@ void AppSettings::load() {
   speechEngine_ = (storedEngine ? parseSpeechEngineChoice(*storedEngine) : std::nullopt)
                       .value_or(SpeechEngineChoice::automatic);
 
+  terminalWindowClasses_ = defaults_.stringList(keyOf(Field::terminalWindowClasses)).value_or(StringList{});
+
   auto storedID = defaults_.string(keyOf(Field::deviceID));
   if (storedID && !storedID->empty()) {
     deviceID_ = *storedID;
@@ -113,6 +116,9 @@ void AppSettings::write(Field field) {
     case Field::deviceID: lastWrite_ = defaults_.setString(key, deviceID_); break;
     case Field::speechEngine:
       lastWrite_ = defaults_.setString(key, std::string(rawValue(speechEngine_)));
+      break;
+    case Field::terminalWindowClasses:
+      lastWrite_ = defaults_.setStringList(key, terminalWindowClasses_);
       break;
   }
 }
@@ -158,6 +164,9 @@ void AppSettings::setMicrophoneStartupHistory(MicrophoneStartupHistory value) {
 void AppSettings::setDeviceID(std::string value) { assign(deviceID_, std::move(value), Field::deviceID); }
 void AppSettings::setSpeechEngine(SpeechEngineChoice value) {
   assign(speechEngine_, value, Field::speechEngine);
+}
+void AppSettings::setTerminalWindowClasses(std::vector<std::string> value) {
+  assign(terminalWindowClasses_, std::move(value), Field::terminalWindowClasses);
 }
 
 void AppSettings::recordMicrophoneStartup(std::string_view deviceID, std::int64_t ms) {

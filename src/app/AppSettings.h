@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "app/SettingsValues.h"
 #include "audio/MicrophoneSelection.h"
@@ -35,6 +36,7 @@ class AppSettings {
     microphoneStartupHistory,
     deviceID,
     speechEngine,
+    terminalWindowClasses,
   };
   static constexpr Field kAllFields[] = {
       Field::cleanupLevel,
@@ -51,6 +53,7 @@ class AppSettings {
       Field::microphoneStartupHistory,
       Field::deviceID,
       Field::speechEngine,
+      Field::terminalWindowClasses,
   };
   // The defaults key a field is stored under.
   static std::string_view keyOf(Field field);
@@ -76,6 +79,8 @@ class AppSettings {
   const MicrophoneStartupHistory& microphoneStartupHistory() const { return startupHistory_; }
   const std::string& deviceID() const { return deviceID_; }
   SpeechEngineChoice speechEngine() const { return speechEngine_; }
+  // Window classes pasted into with Ctrl+Shift+V, on top of the terminals known already.
+  const std::vector<std::string>& terminalWindowClasses() const { return terminalWindowClasses_; }
 
   void setCleanupLevel(CleanupLevel value);
   void setHotkey(HotkeyChoice value);
@@ -91,6 +96,7 @@ class AppSettings {
   void setMicrophoneStartupHistory(MicrophoneStartupHistory value);
   void setDeviceID(std::string value);
   void setSpeechEngine(SpeechEngineChoice value);
+  void setTerminalWindowClasses(std::vector<std::string> value);
   // Adds one microphone start (ignored when out of range) and saves the history.
   void recordMicrophoneStartup(std::string_view deviceID, std::int64_t ms);
 
@@ -121,6 +127,7 @@ class AppSettings {
   MicrophoneStartupHistory startupHistory_;
   std::string deviceID_;
   SpeechEngineChoice speechEngine_ = SpeechEngineChoice::automatic;
+  std::vector<std::string> terminalWindowClasses_;
 
   std::map<ObserverId, Observer> observers_;
   ObserverId lastObserverId_ = 0;

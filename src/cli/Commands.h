@@ -25,6 +25,7 @@ int runDevices(CommandContext& context);
 int runRecord(CommandContext& context);
 int runListen(CommandContext& context);
 int runContext(CommandContext& context);
+int runPaste(CommandContext& context);
 
 // Every subcommand, in the order the usage lists them.
 inline constexpr Command kCommands[] = {
@@ -41,6 +42,7 @@ inline constexpr Command kCommands[] = {
     {"record", "capture from the microphone into a 16 kHz WAV file", runRecord},
     {"listen", "print the talk key's presses and releases, to check it is seen", runListen},
     {"context", "print the focused text field's cursor context as JSON", runContext},
+    {"paste", "deliver text at the cursor as a dictation would, and report how", runPaste},
 };
 
 }  // namespace murvelo::cli

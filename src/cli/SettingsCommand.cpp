@@ -3,6 +3,7 @@
 #include "app/AppSettings.h"
 #include "base/DefaultsStore.h"
 #include "base/Utf8.h"
+#include "base/TextTrim.h"
 #include "base/Uuid.h"
 #include "cli/Commands.h"
 
@@ -22,7 +23,8 @@ constexpr const char* kUsage =
     "  dictationMicrophoneSelection     built-in | system | device:ID\n"
     "  microphoneStartupHistory         {\"samples\":{\"ID\":[ms,...]}}\n"
     "  deviceID                         a UUID\n"
-    "  speechEngine                     auto | whisper | pocketsphinx\n";
+    "  speechEngine                     auto | whisper | pocketsphinx\n"
+    "  terminalWindowClasses            window classes that get Ctrl+Shift+V, comma-separated\n";
 
 using Field = AppSettings::Field;
 
@@ -49,6 +51,7 @@ nlohmann::ordered_json toJson(const AppSettings& settings) {
         break;
       case Field::deviceID: json[key] = settings.deviceID(); break;
       case Field::speechEngine: json[key] = rawValue(settings.speechEngine()); break;
+      case Field::terminalWindowClasses: json[key] = settings.terminalWindowClasses(); break;
     }
   }
   return json;
@@ -127,6 +130,18 @@ std::optional<std::string> assign(AppSettings& settings, const std::string& key,
       auto engine = parseSpeechEngineChoice(value);
       if (!engine) return invalid("auto, whisper or pocketsphinx");
       settings.setSpeechEngine(*engine);
+      return std::nullopt;
+    }
+    case Field::terminalWindowClasses: {
+      std::vector<std::string> classes;
+      std::size_t start = 0;
+      while (start <= value.size()) {
+        std::size_t end = std::min(value.find(',', start), value.size());
+        std::string name = trimWhitespaceAndNewlines(value.substr(start, end - start));
+        if (!name.empty()) classes.push_back(std::move(name));
+        start = end + 1;
+      }
+      settings.setTerminalWindowClasses(std::move(classes));
       return std::nullopt;
     }
   }

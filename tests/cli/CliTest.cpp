@@ -74,7 +74,7 @@ TEST_F(CliTest, SettingsPrintsEveryKeyAfterMigrationAndWritesBack) {
                                             "onboardingFinished", "autoPaste", "useDictationEngine",
                                             "developerToolsVocabularyEnabled", "betaUpload", "openAtLogin",
                                             "dictationMicrophoneSelection", "microphoneStartupHistory",
-                                            "deviceID", "speechEngine"}));
+                                            "deviceID", "speechEngine", "terminalWindowClasses"}));
   EXPECT_EQ(json["speechEngine"], "auto");
   EXPECT_EQ(json["cleanupLevel"], "format");
   EXPECT_EQ(json["useDictationEngine"], false);

@@ -3,7 +3,7 @@
 
 The field takes the focus, starts with --text and a cursor at --cursor (characters; the end by
 default), optionally selecting up to --select-to. Every change of the buffer is written to --output.
-Once the window is mapped and the field has the focus, the word "ready" is written to --ready.
+--wm-class sets the window's WM_CLASS. Once the window is mapped and the field has the focus, the word "ready" is written to --ready.
 """
 
 import argparse
@@ -25,10 +25,14 @@ def main():
     parser.add_argument("--output", default=None)
     parser.add_argument("--ready", default=None)
     parser.add_argument("--title", default="Murvelo test field")
+    parser.add_argument("--key-log", default=None, help="append each key chord with Ctrl held, e.g. ctrl+shift+v")
+    parser.add_argument("--wm-class", default=None, help="WM_CLASS name and class, e.g. to pose as a terminal")
     args = parser.parse_args()
 
     window = Gtk.Window(title=args.title)
     window.set_default_size(400, 200)
+    if args.wm_class:
+        window.set_wmclass(args.wm_class, args.wm_class)
     window.connect("destroy", Gtk.main_quit)
 
     length = len(args.text)
@@ -64,6 +68,16 @@ def main():
             with open(args.output, "w", encoding="utf-8") as out:
                 out.write(text)
 
+    def key_pressed(_widget, event):
+        if args.key_log and event.state & Gdk.ModifierType.CONTROL_MASK:
+            name = Gdk.keyval_name(Gdk.keyval_to_lower(event.keyval))
+            if name not in ("Control_L", "Control_R", "Shift_L", "Shift_R"):
+                shift = "shift+" if event.state & Gdk.ModifierType.SHIFT_MASK else ""
+                with open(args.key_log, "a", encoding="utf-8") as out:
+                    out.write("ctrl+" + shift + name + "\n")
+        return False
+
+    window.connect("key-press-event", key_pressed)
     window.add(field)
     write(contents())
     announced = [False]

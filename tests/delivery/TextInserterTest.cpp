@@ -1,0 +1,244 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
+
+#include "base/Diagnostics.h"
+#include "base/ManualLoop.h"
+#include "delivery/ClipboardTextInserter.h"
+#include "delivery/PasteKeyChoice.h"
+#include "support/RecordingLogSink.h"
+
+namespace murvelo {
+namespace {
+
+using namespace std::chrono_literals;
+using Outcome = TextInserter::Outcome;
+
+class FakeClipboard : public Clipboard {
+ public:
+  std::uint64_t changeCount() override { return count_; }
+  std::vector<ClipboardItem> readItems() override {
+    std::unique_lock lock(mutex_);
+    ++reads_;
+    opened_.wait(lock, [&] { return !stalled_; });
+    return items_;
+  }
+  void writeText(std::string_view text) override {
+    set({ClipboardItem{{{"text/plain;charset=utf-8", std::string(text)}}}});
+  }
+  void writeItems(const std::vector<ClipboardItem>& items) override { set(items); }
+
+  // Another program takes the clipboard.
+  void set(std::vector<ClipboardItem> items) {
+    std::lock_guard lock(mutex_);
+    items_ = std::move(items);
+    ++count_;
+  }
+  std::vector<ClipboardItem> items() {
+    std::lock_guard lock(mutex_);
+    return items_;
+  }
+  std::string text() {
+    auto all = items();
+    return all.empty() ? "" : all[0].entries[0].second;
+  }
+  int reads() {
+    std::lock_guard lock(mutex_);
+    return reads_;
+  }
+  void stall(bool on) {
+    {
+      std::lock_guard lock(mutex_);
+      stalled_ = on;
+    }
+    opened_.notify_all();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable opened_;
+  bool stalled_ = false;
+  std::vector<ClipboardItem> items_;
+  std::uint64_t count_ = 0;
+  int reads_ = 0;
+};
+
+class FakeKeys : public KeyPoster {
+ public:
+  bool mayPostEvents() override { return allowed; }
+  bool pasteBlockingModifierHeld() override { return held; }
+  std::vector<std::string> focusedWindowClasses() override { return classes; }
+  int postPasteChord(PasteKey key) override {
+    chords.push_back(key);
+    return key == PasteKey::ctrlV ? 4 : 6;
+  }
+
+  bool allowed = true;
+  bool held = false;
+  std::vector<std::string> classes = {"gedit", "Gedit"};
+  std::vector<PasteKey> chords;
+};
+
+const std::vector<ClipboardItem> kUserClipboard = {
+    {{{"text/plain", "user text"}, {"text/html", "<b>user</b>"}}},
+    {{{"image/png", std::string("\x89PNG\0\x01", 6)}}},
+};
+
+struct Harness {
+  ManualLoop loop;
+  FakeClipboard clipboard;
+  FakeKeys keys;
+  Diagnostics diagnostics;
+  ClipboardRestorer restorer{loop, clipboard, diagnostics};
+  ClipboardTextInserter inserter{loop, restorer, keys, diagnostics};
+  std::vector<ClipboardRestorer::Result> results;
+
+  Harness() {
+    clipboard.set(kUserClipboard);
+    restorer.setSettledObserver([this](ClipboardRestorer::Result r) { results.push_back(r); });
+  }
+};
+
+TEST(TextInserter, PastesThenRestoresEveryItemAndTypeAfter600ms) {
+  Harness h;
+  test::ScopedLogCapture logs;
+  EXPECT_EQ(h.inserter.insert("hello ", true, 7), Outcome::pastedAtCursor);
+  EXPECT_EQ(h.keys.chords, std::vector<PasteKey>{PasteKey::ctrlV});
+  EXPECT_EQ(h.clipboard.text(), "hello ");
+  h.loop.advance(599ms);
+  EXPECT_EQ(h.clipboard.text(), "hello ");
+  h.loop.advance(1ms);
+  EXPECT_EQ(h.clipboard.items(), kUserClipboard);
+  EXPECT_EQ(h.results, std::vector{ClipboardRestorer::Result::restored});
+  EXPECT_FALSE(h.restorer.pending());
+  auto messages = logs.sink().messages();
+  EXPECT_NE(std::find(messages.begin(), messages.end(), "clipboard restored after auto-paste"),
+            messages.end());
+  for (const auto& event : h.diagnostics.snapshot()) {
+    EXPECT_EQ(event.detail.find("hello"), std::string::npos);
+    EXPECT_EQ(event.detail.find("user"), std::string::npos);
+  }
+  for (const auto& message : messages) EXPECT_EQ(message.find("user"), std::string::npos);
+}
+
+TEST(TextInserter, CopyMadeBeforeTheRestoreSurvives) {
+  Harness h;
+  test::ScopedLogCapture logs;
+  h.inserter.insert("hello ", true, 1);
+  h.loop.advance(300ms);
+  h.clipboard.set({ClipboardItem{{{"text/plain", "copied meanwhile"}}}});
+  h.loop.advance(400ms);
+  EXPECT_EQ(h.clipboard.text(), "copied meanwhile");
+  EXPECT_EQ(h.results, std::vector{ClipboardRestorer::Result::skipped});
+  EXPECT_FALSE(h.restorer.pending());
+  auto messages = logs.sink().messages();
+  EXPECT_NE(std::find(messages.begin(), messages.end(),
+                      "clipboard restore skipped (pasteboard changed since paste)"),
+            messages.end());
+}
+
+TEST(TextInserter, SecondPasteWithinTheDelayBringsBackTheClipboardFromBeforeTheFirst) {
+  Harness h;
+  h.inserter.insert("one ", true, 1);
+  h.loop.advance(200ms);
+  h.inserter.insert("two ", true, 2);
+  EXPECT_EQ(h.clipboard.reads(), 1);  // the second paste reused the pending snapshot
+  h.loop.advance(400ms);              // the first restore is due and finds itself replaced
+  EXPECT_EQ(h.clipboard.text(), "two ");
+  h.loop.advance(200ms);
+  EXPECT_EQ(h.clipboard.items(), kUserClipboard);
+  EXPECT_EQ(h.results,
+            (std::vector{ClipboardRestorer::Result::superseded, ClipboardRestorer::Result::restored}));
+}
+
+TEST(TextInserter, SlowOwnerStillPastesAndRestoresNothing) {
+  Harness h;
+  test::ScopedLogCapture logs;
+  h.clipboard.stall(true);
+  EXPECT_EQ(h.inserter.insert("hi ", true, 3), Outcome::pastedAtCursor);
+  EXPECT_EQ(h.keys.chords.size(), 1u);
+  EXPECT_EQ(h.results, std::vector{ClipboardRestorer::Result::nothingToRestore});
+  EXPECT_FALSE(h.loop.hasPendingTimers());
+  h.clipboard.stall(false);
+  h.restorer.captureQueue().drain();  // the late answer is dropped
+  EXPECT_EQ(h.clipboard.text(), "hi ");
+  auto messages = logs.sink().messages();
+  EXPECT_NE(std::find(messages.begin(), messages.end(),
+                      "clipboard capture timed out — preserving nothing this dictation"),
+            messages.end());
+}
+
+TEST(TextInserter, CopyOnlyWhenAutoPasteOffOrNotPermitted) {
+  for (bool autoPaste : {false, true}) {
+    Harness h;
+    h.keys.allowed = !autoPaste;           // one of the two conditions fails each time
+    h.inserter.insert("first ", true, 1);  // leaves a pending restore when pasting was allowed
+    auto pendingBefore = h.restorer.pending().has_value();
+    h.keys.allowed = false;
+    h.keys.chords.clear();
+    EXPECT_EQ(h.inserter.insert("copied ", autoPaste, 2), Outcome::copiedToClipboard);
+    EXPECT_EQ(h.clipboard.text(), "copied ");
+    EXPECT_TRUE(h.keys.chords.empty());
+    EXPECT_EQ(h.restorer.pending().has_value(), pendingBefore);
+  }
+}
+
+TEST(TextInserter, EmptyClipboardLeavesTheTextAndAnEmptyPendingSnapshot) {
+  Harness h;
+  h.clipboard.set({});
+  h.inserter.insert("one ", true, 1);
+  EXPECT_FALSE(h.loop.hasPendingTimers());
+  ASSERT_TRUE(h.restorer.pending());
+  EXPECT_TRUE(h.restorer.pending()->snapshot.empty());
+  h.loop.advance(1s);
+  EXPECT_EQ(h.clipboard.text(), "one ");
+}
+
+TEST(TextInserter, EmptyTextTouchesNothing) {
+  Harness h;
+  auto before = h.clipboard.changeCount();
+  EXPECT_EQ(h.inserter.insert("", true, 1), Outcome::copiedToClipboard);
+  EXPECT_EQ(h.clipboard.changeCount(), before);
+  EXPECT_TRUE(h.keys.chords.empty());
+  EXPECT_EQ(h.clipboard.reads(), 0);
+}
+
+TEST(TextInserter, HeldAltDelaysTheChordOnceBy45ms) {
+  Harness h;
+  h.keys.held = true;
+  h.inserter.insert("x ", true, 1);
+  EXPECT_TRUE(h.keys.chords.empty());
+  h.loop.advance(44ms);
+  EXPECT_TRUE(h.keys.chords.empty());
+  h.loop.advance(1ms);  // still held, posted anyway
+  EXPECT_EQ(h.keys.chords.size(), 1u);
+  h.loop.advance(1s);
+  EXPECT_EQ(h.keys.chords.size(), 1u);
+}
+
+TEST(PasteKeyChoice, TerminalsGetCtrlShiftV) {
+  struct Case {
+    std::vector<std::string> classes;
+    std::vector<std::string> extra;
+    PasteKey expected;
+  };
+  const Case cases[] = {
+      {{"gnome-terminal-server", "Gnome-terminal"}, {}, PasteKey::ctrlShiftV},
+      {{"konsole", "konsole"}, {}, PasteKey::ctrlShiftV},
+      {{"org.wezfurlong.wezterm"}, {}, PasteKey::ctrlShiftV},
+      {{"urxvt", "URxvt"}, {}, PasteKey::ctrlShiftV},
+      {{"st-256color", "St"}, {}, PasteKey::ctrlShiftV},
+      {{"Alacritty"}, {}, PasteKey::ctrlShiftV},
+      {{"firefox", "Firefox"}, {}, PasteKey::ctrlV},
+      {{"stterm-like"}, {}, PasteKey::ctrlV},  // no prefix matching
+      {{}, {}, PasteKey::ctrlV},
+      {{"", ""}, {""}, PasteKey::ctrlV},
+      {{"myterm", "MyTerm"}, {"MYTERM"}, PasteKey::ctrlShiftV},
+  };
+  for (const auto& c : cases) EXPECT_EQ(choosePasteKey(c.classes, c.extra), c.expected) << c.classes.size();
+}
+
+}  // namespace
+}  // namespace murvelo
