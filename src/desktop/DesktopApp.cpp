@@ -10,7 +10,7 @@
 #include "app/Notices.h"
 #include "app/SingleInstanceGuard.h"
 #include "base/Diagnostics.h"
-#include "base/FileDefaultsStore.h"
+#include "base/linux/FileDefaultsStore.h"
 #include "base/Log.h"
 #include "base/Paths.h"
 #include "desktop/InstanceServer.h"

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <iostream>
 
-#include "base/JournalLogSink.h"
+#include "base/linux/JournalLogSink.h"
 #include "desktop/DesktopApp.h"
 
 namespace {
