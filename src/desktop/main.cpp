@@ -9,6 +9,11 @@
 #include "base/linux/JournalLogSink.h"
 #include "desktop/DesktopApp.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+// libdbus keeps a buffer for the life of the process (Qt's session bus connection).
+extern "C" const char* __lsan_default_suppressions() { return "leak:libdbus-1.so\n"; }
+#endif
+
 namespace {
 
 // Qt aborts when it cannot reach the display; say why and exit instead.
