@@ -1,6 +1,7 @@
 // Prints what the desktop program costs while it waits for the talk key: resident memory and CPU
 // over an idle stretch, with the speech engine setting on pocketsphinx, and on whisper with a
-// base.en-sized model installed (synthetic weights, the real size). Runs its own X server and private folders.
+// base.en-sized model installed (synthetic weights, the real size). Runs its own X server and private
+// folders.
 #include <unistd.h>
 
 #include <chrono>
