@@ -26,6 +26,7 @@ int runRecord(CommandContext& context);
 int runListen(CommandContext& context);
 int runContext(CommandContext& context);
 int runPaste(CommandContext& context);
+int runTalk(CommandContext& context);
 
 // Every subcommand, in the order the usage lists them.
 inline constexpr Command kCommands[] = {
@@ -43,6 +44,7 @@ inline constexpr Command kCommands[] = {
     {"listen", "print the talk key's presses and releases, to check it is seen", runListen},
     {"context", "print the focused text field's cursor context as JSON", runContext},
     {"paste", "deliver text at the cursor as a dictation would, and report how", runPaste},
+    {"talk", "ask the running murvelo to start or stop dictating (start|stop|toggle)", runTalk},
 };
 
 }  // namespace murvelo::cli
