@@ -10,9 +10,10 @@
 #include "app/Notices.h"
 #include "app/SingleInstanceGuard.h"
 #include "base/Diagnostics.h"
-#include "base/linux/FileDefaultsStore.h"
 #include "base/Log.h"
 #include "base/Paths.h"
+#include "base/linux/FileDefaultsStore.h"
+#include "desktop/DictationBackends.h"
 #include "desktop/InstanceServer.h"
 #include "desktop/QtMainLoop.h"
 #include "desktop/RecordingHUD.h"
@@ -53,6 +54,8 @@ DesktopApp::~DesktopApp() {
   // The panel and windows observe the settings and the model: they go first.
   settingsWindow_.reset();
   tray_.reset();
+  if (dictation_) dictation_->controller().setStatusObserver(nullptr);
+  dictation_.reset();
   hudModel_.reset();
   hud_.reset();
 }
@@ -87,10 +90,10 @@ std::optional<int> DesktopApp::launch() {
   else if (!store->openStatus())
     kLog.warning("settings: " + store->openStatus().message());
   defaults_ = std::move(store);
-  settings_ = std::make_unique<AppSettings>(*defaults_);
-  history_ = std::make_unique<HistoryStore>(*defaults_);
-  history_->load();
   loop_ = std::make_unique<QtMainLoop>();
+  dictation_ = std::make_unique<DictationBackends>(*loop_, *defaults_, options_.pid);
+  settings_ = &dictation_->env().settings();
+  history_ = &dictation_->env().history();
 
   SingleInstanceGuard::Process process{options_.pid, options_.programPath,
                                        qEnvironmentVariable("APPIMAGE").toStdString(),
@@ -119,10 +122,20 @@ std::optional<int> DesktopApp::launch() {
     refreshTray();
   });
   instance_->setHandler([this](InstanceRequest request) { return handle(request); });
+  dictation_->controller().setStatusObserver(
+      [this](const DictationStatus& status, bool microphoneReady) { showStatus(status, microphoneReady); });
+  dictation_->start();
+  if (!dictation_->talkKey())
+    kLog.warning("the talk key cannot be watched here (" + dictation_->keySourceProblem() +
+                 "); bind a key to murvelo-cli talk instead");
+  else if (!dictation_->talkKey()->listening())
+    kLog.warning("the talk key is not being watched yet; murvelo-cli talk still works");
 
   const bool translocated = guard_->isTranslocated();
-  kLog.notice("launch pid=" + std::to_string(options_.pid) + " mic=" + yesNo(false) +
-              " inputMonitoring=" + yesNo(false) + " postEvent=" + yesNo(false) +
+  const bool listening = dictation_->talkKey() && dictation_->talkKey()->listening();
+  kLog.notice("launch pid=" + std::to_string(options_.pid) +
+              " mic=" + yesNo(dictation_->recorderAvailable()) + " inputMonitoring=" + yesNo(listening) +
+              " postEvent=" + yesNo(dictation_->mayPostEvents()) +
               " onboardingComplete=" + yesNo(settings_->onboardingComplete()) + " onboardingFinished=" +
               yesNo(settings_->onboardingFinished()) + " translocated=" + yesNo(translocated));
 
@@ -145,9 +158,32 @@ std::string DesktopApp::handle(InstanceRequest request) {
     case InstanceRequest::activate: showSettings(); return {};
     case InstanceRequest::talkStart:
     case InstanceRequest::talkStop:
-    case InstanceRequest::talkToggle: return "dictation is not available in this build";
+    case InstanceRequest::talkToggle: return talk(request);
   }
   return "unknown request";
+}
+
+// A compositor's key binding stands in for the talk key: start and stop are its press and
+// release, toggle a tap.
+std::string DesktopApp::talk(InstanceRequest request) {
+  DictationController& controller = dictation_->controller();
+  const bool recording = controller.isRecording();
+  switch (request) {
+    case InstanceRequest::talkStart:
+      if (!recording) controller.keyDown();
+      break;
+    case InstanceRequest::talkStop:
+      if (recording) controller.keyUp();
+      break;
+    case InstanceRequest::talkToggle:
+      if (recording)
+        controller.keyUp();
+      else
+        controller.keyDown();
+      break;
+    default: break;
+  }
+  return {};
 }
 
 void DesktopApp::showSettings() {
@@ -195,6 +231,12 @@ void DesktopApp::sayNoTrayOnce() {
 
 void DesktopApp::togglePause() {
   paused_ = !paused_;
+  if (auto* key = dictation_->talkKey()) {
+    if (paused_)
+      key->pause();
+    else
+      key->resume();
+  }
   kLog.notice(paused_ ? "hotkey paused" : "hotkey resumed");
   refreshTray();
 }

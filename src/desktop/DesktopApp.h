@@ -19,6 +19,7 @@ class SingleInstanceGuard;
 
 namespace murvelo::desktop {
 
+class DictationBackends;
 class InstanceServer;
 class QtMainLoop;
 class RecordingHUD;
@@ -56,13 +57,15 @@ class DesktopApp : public QObject {
   void applyLoginItem();
   void sayNoTrayOnce();
   void togglePause();
+  std::string talk(InstanceRequest request);
 
   Options options_;
   std::unique_ptr<QtMainLoop> loop_;
   std::unique_ptr<InstanceServer> instance_;
   std::unique_ptr<DefaultsStore> defaults_;
-  std::unique_ptr<AppSettings> settings_;
-  std::unique_ptr<HistoryStore> history_;
+  std::unique_ptr<DictationBackends> dictation_;
+  AppSettings* settings_ = nullptr;  // the dictation core's
+  HistoryStore* history_ = nullptr;
   std::unique_ptr<SingleInstanceGuard> guard_;
   std::unique_ptr<LoginItem> loginItem_;
   std::unique_ptr<RecordingHUD> hud_;

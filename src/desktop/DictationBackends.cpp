@@ -1,0 +1,152 @@
+#include "desktop/DictationBackends.h"
+
+// clang-format off
+// Before any Qt header: Qt's keyword macros (emit) clash with the capture session's names.
+#include "audio/pulse/LinuxAudioRecorder.h"
+// clang-format on
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <cstdlib>
+
+#include "base/Diagnostics.h"
+#include "base/Log.h"
+#include "base/Paths.h"
+#include "delivery/uinput/UinputKeyPoster.h"
+#include "delivery/x11/X11Clipboard.h"
+#include "delivery/x11/X11KeyPoster.h"
+#include "hotkey/linux/TalkKeyBackend.h"
+#include "speech/engines/RecognizerFactory.h"
+
+namespace murvelo::desktop {
+namespace {
+
+const Logger kLog("app");
+constexpr const char* kTextMime = "text/plain;charset=utf-8";
+
+// A session without an X display (Wayland without XWayland) still has Qt's clipboard; it carries
+// text only, so only text comes back after a paste.
+class QtClipboard : public Clipboard {
+ public:
+  QtClipboard() {
+    QObject::connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, [this] { ++changes_; });
+  }
+  std::uint64_t changeCount() override { return changes_; }
+  std::vector<ClipboardItem> readItems() override {
+    const QString text = QGuiApplication::clipboard()->text();
+    if (text.isEmpty()) return {};
+    return {ClipboardItem{{{kTextMime, text.toStdString()}}}};
+  }
+  void writeText(std::string_view text) override {
+    QGuiApplication::clipboard()->setText(
+        QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
+  }
+  void writeItems(const std::vector<ClipboardItem>& items) override {
+    for (const auto& item : items)
+      for (const auto& [type, data] : item.entries)
+        if (type.rfind("text/plain", 0) == 0) return writeText(data);
+    QGuiApplication::clipboard()->clear();
+  }
+
+ private:
+  std::uint64_t changes_ = 0;
+};
+
+// Where no keystroke can be posted, a dictation lands on the clipboard for the user to paste.
+class NoKeyPoster : public KeyPoster {
+ public:
+  bool mayPostEvents() override { return false; }
+  bool pasteBlockingModifierHeld() override { return false; }
+  std::vector<std::string> focusedWindowClasses() override { return {}; }
+  int postPasteChord(PasteKey) override { return 0; }
+};
+
+}  // namespace
+
+DictationBackends::DictationBackends(MainLoop& loop, DefaultsStore& defaults, int processId) : loop_(loop) {
+  // The microphone choice lives in the settings the environment owns, built below.
+  recorder_ = std::make_unique<LinuxAudioRecorder>(loop, [this] {
+    return env_ ? env_->settings().microphoneSelection() : MicrophoneSelection::builtIn();
+  });
+  cursor_ = std::make_unique<AtspiCursorContextReader>(&loop);
+
+  const bool wayland = std::getenv("WAYLAND_DISPLAY") != nullptr;
+  if (auto x11 = X11Clipboard::open())
+    clipboard_ = std::move(x11);
+  else
+    clipboard_ = std::make_unique<QtClipboard>();
+  if (wayland)
+    keys_ = UinputKeyPoster::open();
+  else
+    keys_ = X11KeyPoster::open();
+  if (!keys_) keys_ = UinputKeyPoster::open();
+  if (!keys_) {
+    kLog.warning("no way to post the paste keystroke here: dictations stay on the clipboard");
+    keys_ = std::make_unique<NoKeyPoster>();
+  }
+  restorer_ = std::make_unique<ClipboardRestorer>(loop, *clipboard_, Diagnostics::shared());
+  inserter_ = std::make_unique<ClipboardTextInserter>(loop, *restorer_, *keys_, Diagnostics::shared());
+
+  // The engine is chosen once per launch, from the stored setting.
+  AppSettings stored(defaults);
+  env_ = std::make_unique<AppEnvironment>(AppBackends{.loop = loop,
+                                                      .timer = timer_,
+                                                      .defaults = defaults,
+                                                      .recorder = recorder_->recorder(),
+                                                      .cursor = *cursor_,
+                                                      .inserter = *inserter_,
+                                                      .recognizer = makeRecognizer(stored.speechEngine()),
+                                                      .tempDir = Paths::runtimeDir(),
+                                                      .capture = &recorder_->recorder()});
+  inserter_->setExtraTerminalClasses(env_->settings().terminalWindowClasses());
+  env_->settings().addObserver([this](AppSettings::Field field) {
+    if (field == AppSettings::Field::terminalWindowClasses)
+      inserter_->setExtraTerminalClasses(env_->settings().terminalWindowClasses());
+  });
+  env_->history().load();
+
+  TalkKeyBackendChoice choice = makeTalkKeySource(loop);
+  if (choice.source) {
+    keySource_ = std::move(choice.source);
+    talkKey_ = std::make_unique<TalkKeyService>(loop, *keySource_, env_->settings(), defaults,
+                                                TalkKeyService::Options{.processId = processId});
+    talkKey_->setTarget(&env_->controller(), [this] { prewarm(); });
+    env_->controller().setTalkKeyQuery([this] { return talkKey_->keyDown(); });
+  } else {
+    keySourceProblem_ = choice.why;
+  }
+}
+
+DictationBackends::~DictationBackends() {
+  // The key goes quiet first, then the controller and everything it drives.
+  if (talkKey_) talkKey_->setTarget(nullptr);
+  talkKey_.reset();
+  keySource_.reset();
+  env_.reset();
+  inserter_.reset();
+  restorer_.reset();
+}
+
+bool DictationBackends::recorderAvailable() { return recorder_->session().serverReachable(); }
+
+void DictationBackends::start() {
+  if (talkKey_ && talkKey_->startListening()) return;  // it warms the engine
+  prewarm();
+}
+
+void DictationBackends::prewarm() {
+  if (warmed_) return;
+  warmed_ = true;
+  SpeechEngine* engine = env_->speechEngine();
+  if (!engine) return;
+  // Streaming is only trusted once the engine has loaded and run once in this launch.
+  engine->warmUp([this](Status warmed) {
+    if (warmed)
+      env_->settings().setUseDictationEngine(true);
+    else
+      kLog.warning("speech engine warm-up failed: " + warmed.message() +
+                   "; dictation transcribes from a file");
+  });
+}
+
+}  // namespace murvelo::desktop

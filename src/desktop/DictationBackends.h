@@ -1,0 +1,62 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "app/AppEnvironment.h"
+#include "app/TalkKeyService.h"
+#include "base/ThreadTimer.h"
+#include "delivery/ClipboardRestorer.h"
+#include "delivery/ClipboardTextInserter.h"
+#include "delivery/KeyPoster.h"
+#include "delivery/atspi/AtspiCursorContextReader.h"
+#include "hotkey/KeySource.h"
+
+namespace murvelo {
+class LinuxAudioRecorder;
+}
+
+namespace murvelo::desktop {
+
+// The dictation core over this session's real back-ends: PulseAudio capture, the configured
+// speech engine, the focused field over AT-SPI, paste through the clipboard, and the talk key.
+// Whatever the session lacks is reported, never fatal.
+class DictationBackends {
+ public:
+  DictationBackends(MainLoop& loop, DefaultsStore& defaults, int processId);
+  ~DictationBackends();
+  DictationBackends(const DictationBackends&) = delete;
+  DictationBackends& operator=(const DictationBackends&) = delete;
+
+  AppEnvironment& env() { return *env_; }
+  DictationController& controller() { return env_->controller(); }
+  // None when nothing can watch the talk key in this session; `keySourceProblem` says why.
+  TalkKeyService* talkKey() { return talkKey_.get(); }
+  const std::string& keySourceProblem() const { return keySourceProblem_; }
+
+  // Starts the talk key (which warms the speech engine once it listens); without a key source
+  // the engine is warmed at once, so requests from murvelo-cli stream too.
+  void start();
+
+  bool recorderAvailable();
+  bool mayPostEvents() { return keys_->mayPostEvents(); }
+
+ private:
+  void prewarm();
+
+  MainLoop& loop_;
+  ThreadTimer timer_;
+  std::unique_ptr<LinuxAudioRecorder> recorder_;
+  std::unique_ptr<AtspiCursorContextReader> cursor_;
+  std::unique_ptr<Clipboard> clipboard_;
+  std::unique_ptr<KeyPoster> keys_;
+  std::unique_ptr<ClipboardRestorer> restorer_;
+  std::unique_ptr<ClipboardTextInserter> inserter_;
+  std::unique_ptr<AppEnvironment> env_;
+  std::unique_ptr<KeySource> keySource_;
+  std::string keySourceProblem_;
+  std::unique_ptr<TalkKeyService> talkKey_;
+  bool warmed_ = false;
+};
+
+}  // namespace murvelo::desktop
