@@ -299,6 +299,8 @@ TEST_F(AudioRecorderTest, SessionStopWaitsForTheCaptureTailThenRunsOffTheMainThr
       [&](std::int64_t generation, std::int64_t) { settledGeneration = generation; });
   startOK();
   session.deliver({0.1f});
+  // Held, so a fast worker cannot finish the stop before the check below looks at it.
+  session.holdStops();
   recorder.stop();
   recorder.stopSession(false);
   loop.advance(299ms);
@@ -306,6 +308,7 @@ TEST_F(AudioRecorderTest, SessionStopWaitsForTheCaptureTailThenRunsOffTheMainThr
   EXPECT_EQ(session.stops.load(), 0);
   loop.advance(1ms);
   EXPECT_TRUE(recorder.stopInFlight());
+  session.releaseStops();
   settleStop();
   EXPECT_EQ(session.stops.load(), 1);
   EXPECT_FALSE(session.isRunning());
