@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "audio/LinuxAudioRecorder.h"
+#include "audio/pulse/LinuxAudioRecorder.h"
 #include "base/EventLoop.h"
 #include "base/Log.h"
 #include "support/PulseTestServer.h"

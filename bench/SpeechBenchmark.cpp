@@ -13,15 +13,16 @@
 #include <thread>
 
 #include "accuracy/WER.h"
+#include "audio/AudioConverter.h"
+#include "audio/AudioFile.h"
 #include "base/ManualLoop.h"
+#include "base/ThreadTimer.h"
 #include "base/Uuid.h"
-#include "speech/AudioConverter.h"
-#include "speech/AudioFile.h"
-#include "speech/PocketSphinxRecognizer.h"
 #include "speech/SpeechEngine.h"
-#include "speech/SyntheticWhisperModel.h"
-#include "speech/ThreadRaceTimer.h"
-#include "speech/WhisperRecognizer.h"
+#include "speech/pocketsphinx/PocketSphinxRecognizer.h"
+#include "speech/whisper/WhisperRecognizer.h"
+#include "support/LibrivoxClips.h"
+#include "tools/SyntheticWhisperModel.h"
 
 namespace murvelo {
 namespace {
@@ -29,28 +30,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-const std::filesystem::path kLibrivox = "/usr/share/pocketsphinx/test/data/librivox";
-
-struct Clip {
-  std::filesystem::path file;
-  std::string transcript;
-};
-
-std::vector<Clip> clips() {
-  std::vector<Clip> out;
-  std::ifstream in(kLibrivox / "transcription");
-  std::string line;
-  while (std::getline(in, line)) {
-    auto open = line.rfind('(');
-    if (open == std::string::npos) continue;
-    std::string id = line.substr(open + 1, line.find(')', open) - open - 1);
-    std::string words = line.substr(0, open);
-    for (const char* tag : {"<s>", "</s>"})
-      if (auto at = words.find(tag); at != std::string::npos) words.erase(at, std::strlen(tag));
-    out.push_back({kLibrivox / (id + ".wav"), words});
-  }
-  return out;
-}
+using test::Clip;
 
 template <typename Pred>
 void pumpUntil(ManualLoop& loop, Pred done) {
@@ -145,7 +125,7 @@ int main(int argc, char** argv) {
     if (std::string(argv[i]) == "--runs" && i + 1 < argc) runs = std::max(1, std::atoi(argv[i + 1]));
     if (std::string(argv[i]) == "--accuracy-only") timings = false;
   }
-  auto recorded = clips();
+  auto recorded = test::librivoxClips();
   if (recorded.empty()) {
     std::fprintf(stderr, "pocketsphinx-testdata is not installed\n");
     return 1;
@@ -180,7 +160,7 @@ int main(int argc, char** argv) {
               std::thread::hardware_concurrency());
 
   ManualLoop loop;
-  ThreadRaceTimer timer;
+  ThreadTimer timer;
   auto whisper = std::make_shared<WhisperRecognizer>(model, threads);
   if (!whisper->ensureAssets()) return 1;
   auto sphinx = std::make_shared<PocketSphinxRecognizer>();

@@ -1,18 +1,13 @@
 #!/usr/bin/env bash
-# Sets up, builds and starts Murvelo. Without a display (no $DISPLAY or $WAYLAND_DISPLAY) it
-# dictates a spoken sample through the whole program: espeak-ng says a sentence, the recording
+# Sets up, builds and starts Murvelo. Until the desktop program lands it dictates a spoken sample
+# through the whole program, with or without a display: espeak-ng says a sentence, the recording
 # plays as the microphone, and the delivered text is printed (whisper when a model is installed,
-# else pocketsphinx); extra arguments go to `murvelo-cli dictate`. With a display, until the
-# desktop program lands, it runs the command-line tool's demo.
+# else pocketsphinx); extra arguments go to `murvelo-cli dictate`.
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 bash "$root/scripts/setup.sh"
 bash "$root/scripts/build.sh" release murvelo-cli >/dev/null
 cli="$root/build/release/src/murvelo-cli"
-
-if [[ -n "${DISPLAY:-}" || -n "${WAYLAND_DISPLAY:-}" ]]; then
-  exec "$cli" demo
-fi
 
 sentence="${MURVELO_SAMPLE_TEXT:-Please send the quarterly report to Maria before Friday.}"
 work="$(mktemp -d)"

@@ -4,7 +4,7 @@
 #include <iostream>
 #include <string>
 
-#include "speech/SyntheticWhisperModel.h"
+#include "tools/SyntheticWhisperModel.h"
 
 int main(int argc, char** argv) {
   const char* usage =

@@ -209,7 +209,6 @@ void DictationController::startRun(double heldSeconds) {
   run.number = number;
   run.heldSeconds = heldSeconds;
   run.usedStreaming = recordingUsedDictationEngine_;
-  run.feedbackGeneration = feedbackCaptureGeneration_;
   run.level = services_.settings.cleanupLevel();
   run.releasedAt = services_.loop.now();
   stage(run, "begin");
@@ -258,7 +257,6 @@ void DictationController::captureSettled(std::int64_t generation, std::int64_t s
   kLog.info("capture settled stop=" + std::to_string(stopMs) + "ms");
   RecorderFacts facts = services_.recorder.facts();
   if (!facts.deviceID.empty()) services_.settings.recordMicrophoneStartup(facts.deviceID, facts.startupMs);
-  settleHoldRun_.reset();
 }
 
 // ---- shared helpers ----

@@ -94,15 +94,12 @@ class DictationController : public DictationKeyTarget {
   std::optional<TextInserter::Outcome> lastOutcome() const { return lastOutcome_; }
   // The stages a run has passed, in order, for the latest runs; empty for an unknown run.
   std::vector<std::string> stageTrace(std::int64_t run) const;
-  // The edits and outcome labels of the latest cleaned run, for diagnostics.
-  const std::vector<FormatEdit>& lastEdits() const { return lastEdits_; }
 
  private:
   struct Run {
     std::int64_t number = 0;
     double heldSeconds = 0;
     bool usedStreaming = false;
-    std::int64_t feedbackGeneration = 0;
     CleanupLevel level = CleanupLevel::light;
     MainLoop::TimePoint releasedAt;
     CapturedAudio audio;
@@ -167,7 +164,6 @@ class DictationController : public DictationKeyTarget {
   std::set<std::int64_t> inflightRuns_;
   std::set<std::int64_t> cancelledRuns_;
   bool sttHeld_ = false;
-  std::optional<std::int64_t> settleHoldRun_;
   bool recordStartPending_ = false;
   std::optional<MainLoop::TimePoint> pendingRequestedAt_;
   std::int64_t flashEpoch_ = 0;
@@ -175,7 +171,6 @@ class DictationController : public DictationKeyTarget {
   bool drainingPaste_ = false;
   std::optional<MainLoop::TimePoint> recordingStartedAt_;
   bool recordingUsedDictationEngine_ = false;
-  std::int64_t feedbackCaptureGeneration_ = 0;  // kept with each run for a future feedback report
 
   std::int64_t recordingGeneration_ = 0;  // rises at every started recording
   bool sawAudio_ = false;
@@ -183,7 +178,6 @@ class DictationController : public DictationKeyTarget {
   MainLoop::TimerId probeTimer_ = 0;
   std::map<std::int64_t, Run> runs_;
   std::map<std::int64_t, std::vector<std::string>> traces_;  // the latest runs' stage traces
-  std::vector<FormatEdit> lastEdits_;
 };
 
 }  // namespace murvelo

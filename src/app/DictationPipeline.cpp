@@ -139,7 +139,6 @@ void DictationController::haveTranscript(std::int64_t number) {
   Run* run = findRun(number);
   if (!run) return;
   kLog.info("raw transcript len=" + std::to_string(characterCount(run->raw)));
-  if (isLive(number)) settleHoldRun_ = number;
   if (!isLive(number)) {
     kLog.info("run " + std::to_string(number) + " abandoned pre-cleanup");
     finishRun(number);
@@ -162,8 +161,6 @@ void DictationController::contextRead(std::int64_t number, CursorContext context
   CleanedTranscript cleaned = services_.cleaner.clean(run->raw, run->level, run->cursor.startsSentence(),
                                                       services_.settings.developerToolsVocabularyEnabled());
   run->working = std::move(cleaned.text);
-  lastEdits_ = std::move(cleaned.edits);
-  if (cleaned.fallback) lastEdits_.push_back(FormatEdit{*cleaned.fallback, {}, {}});
 
   if (!isLive(number)) {
     kLog.info("run " + std::to_string(number) + " abandoned pre-insert");

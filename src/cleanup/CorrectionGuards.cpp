@@ -3,6 +3,7 @@
 #include <unicode/uchar.h>
 
 #include "cleanup/CorrectionRules.h"
+#include "cleanup/WordLists.h"
 #include "cleanup/TidyEngine.h"
 
 namespace murvelo::cleanup {
@@ -27,8 +28,7 @@ const std::string kHedgedReplacement =
     R"((?i)^(?:or|maybe|perhaps|possibly|how about|what about|depending|if|unless|subject to)\b)";
 
 const std::string kNumberWord =
-    "(?:one|two|three|four|five|six|seven|eight|nine|ten|eleven|twelve|thirteen|fourteen|fifteen|sixteen|"
-    "seventeen|eighteen|nineteen|twenty|thirty|forty|fifty|sixty|seventy|eighty|ninety|hundred|thousand)";
+    "(?:" + alternatives({kUnitWords, tenWord(), kTeenWords, kTensWords, kScaleWords}) + ")";
 const std::string kSpelledRun =
     "(?:" + kNumberWord + "(?:(?:-|[ \\t]+(?:and[ \\t]+)?)" + kNumberWord + "){0,6})";
 const std::string kFraction = R"((?i)(?<![\p{L}\p{N}])(?:\d+(?:\.\d+)?|)" + kSpelledRun +

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <map>
 
+#include "cleanup/WordLists.h"
+
 namespace murvelo::cleanup {
 namespace {
 
@@ -35,24 +37,16 @@ std::string byFirstLetter(const std::string& alternatives) {
   return out;
 }
 
-const std::string kUnit = "(?:one|two|three|four|five|six|seven|eight|nine)";
-const std::string kSmall =
-    "(?:eleven|twelve|thirteen|fourteen|fifteen|sixteen|seventeen|eighteen|nineteen|ten|one|two|three|four|"
-    "five|"
-    "six|seven|eight|nine)";
-const std::string kTens = "(?:twenty|thirty|forty|fifty|sixty|seventy|eighty|ninety)";
+const std::string kUnit = "(?:" + alternatives({kUnitWords}) + ")";
+const std::string kSmall = "(?:" + alternatives({kTeenWords, tenWord(), kUnitWords}) + ")";
+const std::string kTens = "(?:" + alternatives({kTensWords}) + ")";
 const std::string kUnder100 = "(?:" + kTens + "(?:(?:-|[ ]+)" + kUnit + ")?|" + kSmall + ")";
 const std::string kUnder1000 =
     "(?:" + kUnit + "[ ]+hundred(?:[ ]+(?:and )?" + kUnder100 + ")?|" + kUnder100 + ")";
 // Every spelled number opens with one of these words; checking that first spares the full grammar at
 // every other word.
 const std::string kNumberWordStart =
-    "(?=(?i:" +
-    byFirstLetter(
-        "one|two|three|four|five|six|seven|eight|nine|ten|eleven|twelve|thirteen|"
-        "fourteen|fifteen|sixteen|seventeen|eighteen|nineteen|twenty|thirty|forty|"
-        "fifty|sixty|seventy|eighty|ninety") +
-    "))";
+    "(?=(?i:" + byFirstLetter(alternatives({kUnitWords, tenWord(), kTeenWords, kTensWords})) + "))";
 const std::string kSpelled = kNumberWordStart + "(?i:(?:" + kUnder1000 + "[ ]+thousand(?:[ ]+(?:and )?" +
                              kUnder1000 + ")?|" + kUnder1000 + ")(?![\\p{L}]))";
 const std::string kNumber = R"((?:[+-]?\d+(?:,\d{3})*|)" + kSpelled + ")";
@@ -455,8 +449,10 @@ std::vector<CorrectionRule> buildRules() {
 
 }  // namespace
 
-const std::string kCueCountPattern =
-    R"((?i)(?:[,.;]|[ \t])[ \t]*(?:or[ ,]+)?(?:no|wait|actually|sorry|I mean|I meant|make (?:it|that)|scratch that|correction)(?:[ ,\t]+(?:no|wait|actually|sorry|I mean|I meant|make (?:it|that)|scratch that|correction))*\b)";
+const std::string kCueCountPattern = [] {
+  const std::string cue = "(?:" + std::string(kCorrectionCues) + "|make (?:it|that))";
+  return R"((?i)(?:[,.;]|[ \t])[ \t]*(?:or[ ,]+)?)" + cue + R"((?:[ ,\t]+)" + cue + R"()*\b)";
+}();
 const std::string kCueWordPattern =
     R"((?i)(?:(?<![\p{L}\p{M}\p{N}_])(?:no|wait|mean|meant|correct|correction|actually|make)|sorry|scratch)(?![\p{L}\p{M}\p{N}_]))";
 const std::vector<std::string> kVerbatimPatterns = {

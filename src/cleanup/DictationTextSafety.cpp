@@ -8,6 +8,7 @@
 #include <mutex>
 
 #include "base/TextTrim.h"
+#include "cleanup/WordLists.h"
 
 namespace murvelo::cleanup {
 namespace {
@@ -25,8 +26,10 @@ const std::string kHostWithPathPattern = R"((?i)^(?:[a-z0-9-]{1,63}\.)+[a-z]{2,6
 const std::string kConditionalJoinPattern =
     R"((?<=[.!?])[ \t]+(?i:if|unless|until|when)\b[^.!?,\n]{1,180}\.[ \t]+\p{Ll})";
 
-const std::string kAbsorbedQuestionPattern =
-    R"((?i)\b(?:wait|no|actually|sorry|I mean|I meant|scratch that|correction|let me correct that)(?:[ ,]+(?:oh|wait|no|actually|sorry|I mean|I meant|scratch that|correction|let me correct that))*[ ,]+(?:how|what) about\b[^.!?\n]{1,60}\?)";
+const std::string kAbsorbedQuestionPattern = [] {
+  const std::string cues = std::string(kCorrectionCues) + "|let me correct that";
+  return R"((?i)\b(?:)" + cues + R"()(?:[ ,]+(?:oh|)" + cues + R"())*[ ,]+(?:how|what) about\b[^.!?\n]{1,60}\?)";
+}();
 
 const std::string kWordPattern = R"([\p{L}\p{N}]+(?:['’][\p{L}\p{N}]+)*)";
 const std::string kNumberPattern = R"([$€£]?\d+(?:[.,:/-]\d+)*(?:%)?)";

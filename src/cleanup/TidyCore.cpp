@@ -16,8 +16,6 @@ namespace {
 using words::Set;
 
 const std::string kDottedAbbreviation = R"(^(?:\p{L}{1,4}\.)+\p{L}{1,4}$)";
-const std::string kDanglingEnding =
-    R"((?i)\b(?:whether|because|to|about|if|when|with|for|and|or|but|the|a|an|my|your|our|their|I mean|no wait|scratch that|correction)\s*$)";
 
 struct Token {
   icu::UnicodeString text;
@@ -307,7 +305,7 @@ bool closingFullStop(std::vector<Token>& tokens, const Options& options) {
   if (!options.punctuate || tokens.empty()) return false;
   Token& last = tokens.back();
   if (last.literal) return false;  // a closing mark would change a link or quotation
-  if (containsMatch(kDanglingEnding, render(tokens))) return false;  // the speaker trailed off
+  if (containsMatch(danglingEndingPattern(), render(tokens))) return false;  // the speaker trailed off
   const UChar end = last.text.charAt(last.text.length() - 1);
   if (end == u',') {
     setTrailingMark(last, u".");
@@ -338,7 +336,13 @@ const CorePass kCorePasses[] = {
 
 }  // namespace
 
-std::vector<std::string> corePatterns() { return {kDottedAbbreviation, kDanglingEnding}; }
+const std::string& danglingEndingPattern() {
+  static const std::string pattern =
+      R"((?i)\b(?:whether|because|to|about|if|when|with|for|and|or|but|the|a|an|my|your|our|their|I mean|no wait|scratch that|correction)\s*$)";
+  return pattern;
+}
+
+std::vector<std::string> corePatterns() { return {kDottedAbbreviation, danglingEndingPattern()}; }
 
 std::string tidyCore(std::string_view text, bool sentenceStart, bool optionA, bool optionB,
                      std::vector<FormatEdit>& edits) {

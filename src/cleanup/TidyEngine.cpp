@@ -5,6 +5,7 @@
 #include "base/TextTrim.h"
 #include "cleanup/CorrectionRules.h"
 #include "cleanup/DictationTextSafety.h"
+#include "cleanup/TidyPatterns.h"
 
 namespace murvelo::cleanup {
 namespace {
@@ -16,9 +17,6 @@ constexpr int kMaxCorrectionPasses = 8;
 // the rules only look at the text around the cues.
 constexpr std::int32_t kWindowBeforeCue = 400;
 constexpr std::int32_t kWindowAfterCue = 300;
-
-const std::string kDanglingEnding =
-    R"((?i)\b(?:whether|because|to|about|if|when|with|for|and|or|but|the|a|an|my|your|our|their|I mean|no wait|scratch that|correction)\s*$)";
 
 // One rule over the whole text: matches from last to first, each one guarded, none touching a
 // protected span. Returns whether the text changed.
@@ -115,7 +113,7 @@ std::string restoreUnfinishedEnding(std::string_view cleaned, std::string_view i
                                     std::vector<FormatEdit>& edits) {
   const std::string trimmed = trimWhitespaceAndNewlines(input);
   if (trimmed.ends_with('.') || !cleaned.ends_with('.')) return std::string(cleaned);
-  if (!containsMatch(kDanglingEnding, fromUtf8(trimmed))) return std::string(cleaned);
+  if (!containsMatch(danglingEndingPattern(), fromUtf8(trimmed))) return std::string(cleaned);
   std::string restored(cleaned.substr(0, cleaned.size() - 1));
   edits.push_back({"restore-unfinished-ending", std::string(cleaned), restored});
   return restored;

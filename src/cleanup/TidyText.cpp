@@ -1,5 +1,6 @@
 #include "cleanup/TidyText.h"
 
+#include "cleanup/WordLists.h"
 #include "cleanup/Regex.h"
 
 namespace murvelo::cleanup {
@@ -60,10 +61,27 @@ bool Prefilter::admits(const icu::UnicodeString& lowerText) const {
 
 const std::vector<std::u16string_view> kDigits = {u"0", u"1", u"2", u"3", u"4", u"5", u"6", u"7", u"8", u"9"};
 
-const std::vector<std::u16string_view> kDigitOrSpelledNumber = {
-    u"0",      u"1",     u"2",     u"3",     u"4",       u"5",      u"6",     u"7",
-    u"8",      u"9",     u"one",   u"two",   u"three",   u"four",   u"five",  u"six",
-    u"seven",  u"eight", u"nine",  u"ten",   u"eleven",  u"twelve", u"teen",  u"twenty",
-    u"thirty", u"forty", u"fifty", u"sixty", u"seventy", u"eighty", u"ninety"};
+namespace {
+
+// Every spelled number below a hundred holds one of these: the words to twelve, "teen", the tens.
+const std::vector<std::u16string> kSpelledNumberStems = [] {
+  std::vector<std::u16string> stems;
+  auto add = [&stems](std::string_view word) { stems.emplace_back(word.begin(), word.end()); };
+  for (auto word : kUnitWords) add(word);
+  add(kTenWord);
+  add(kTeenWords[0]);
+  add(kTeenWords[1]);
+  add("teen");
+  for (auto word : kTensWords) add(word);
+  return stems;
+}();
+
+}  // namespace
+
+const std::vector<std::u16string_view> kDigitOrSpelledNumber = [] {
+  std::vector<std::u16string_view> literals(kDigits.begin(), kDigits.end());
+  literals.insert(literals.end(), kSpelledNumberStems.begin(), kSpelledNumberStems.end());
+  return literals;
+}();
 
 }  // namespace murvelo::cleanup

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "app/SettingsValues.h"
+#include "cleanup/CleanupLevel.h"
 #include "cleanup/FormatEdit.h"
 
 namespace murvelo {

@@ -4,7 +4,7 @@
 #include <iostream>
 #include <sstream>
 
-#include "base/FileDefaultsStore.h"
+#include "base/linux/FileDefaultsStore.h"
 #include "base/Paths.h"
 
 namespace murvelo::cli {

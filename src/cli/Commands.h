@@ -15,7 +15,6 @@ struct Command {
 int runWer(CommandContext& context);
 int runSettings(CommandContext& context);
 int runHistory(CommandContext& context);
-int runDemo(CommandContext& context);
 int runSimulate(CommandContext& context);
 int runClean(CommandContext& context);
 int runWords(CommandContext& context);
@@ -27,7 +26,6 @@ int runRecord(CommandContext& context);
 
 // Every subcommand, in the order the usage lists them.
 inline constexpr Command kCommands[] = {
-    {"demo", "run a sample through what Murvelo has so far", runDemo},
     {"wer", "score a transcript against a reference by word error rate", runWer},
     {"settings", "print the settings, or set one", runSettings},
     {"history", "print recent dictations, or clear them", runHistory},

@@ -1,5 +1,5 @@
 #include "app/AppSettings.h"
-#include "audio/PulseCaptureSession.h"
+#include "audio/pulse/PulseCaptureSession.h"
 #include "cli/Commands.h"
 
 namespace murvelo::cli {

@@ -1,22 +1,16 @@
 #include <chrono>
 #include <iostream>
 
-#include "app/AppSettings.h"
-#include "app/DictationController.h"
+#include "app/AppEnvironment.h"
+#include "audio/AudioFile.h"
 #include "audio/FilePlaybackRecorder.h"
 #include "base/DefaultsStore.h"
 #include "base/EventLoop.h"
 #include "base/Paths.h"
-#include "cleanup/CleanupStep.h"
-#include "cleanup/CorrectionsDictionary.h"
-#include "cleanup/DeterministicFormat.h"
+#include "base/ThreadTimer.h"
 #include "cli/Commands.h"
 #include "cli/SpeechOptions.h"
 #include "delivery/CursorContextReader.h"
-#include "history/HistoryStore.h"
-#include "speech/AudioFile.h"
-#include "speech/SpeechEngine.h"
-#include "speech/ThreadRaceTimer.h"
 
 namespace murvelo::cli {
 namespace {
@@ -88,24 +82,25 @@ int runDictate(CommandContext& context) {
 
   // The user's own settings and history are left alone: this run keeps its own.
   InMemoryDefaultsStore defaults;
-  AppSettings settings(defaults);
-  settings.setCleanupLevel(level);
-  settings.setUseDictationEngine(true);
-  HistoryStore history(defaults);
-
   EventLoop loop;
-  ThreadRaceTimer timer;
-  SpeechEngine engine(loop, timer, recognizer, Paths::runtimeDir());
+  ThreadTimer timer;
   std::function<void()> keyUp;
   FilePlaybackRecorder recorder(std::move(samples.value()), kCaptureRate, args->flag("realtime"),
                                 Paths::runtimeDir(), [&loop, &keyUp] { loop.post([&keyUp] { keyUp(); }); });
   FixedCursor cursor(loop, args->option("before-cursor").value_or(""));
   PrintingInserter inserter(context);
-  CorrectionsDictionary corrections(defaults);
-  const cleanup::DeterministicFormat format;
-  CleanupStep cleaner(&format, corrections);
-  DictationController controller(
-      {loop, recorder, engine, cursor, inserter, cleaner, history, settings, defaults});
+  AppEnvironment app({.loop = loop,
+                      .timer = timer,
+                      .defaults = defaults,
+                      .recorder = recorder,
+                      .cursor = cursor,
+                      .inserter = inserter,
+                      .recognizer = recognizer,
+                      .tempDir = Paths::runtimeDir()});
+  app.settings().setCleanupLevel(level);
+  app.settings().setUseDictationEngine(true);
+  DictationController& controller = app.controller();
+  SpeechEngine& engine = *app.speechEngine();
 
   std::chrono::steady_clock::time_point keyDownAt, keyUpAt;
   bool released = false;

@@ -4,7 +4,7 @@
 
 #include "cli/Commands.h"
 #include "speech/ModelCatalog.h"
-#include "speech/ModelDownloader.h"
+#include "speech/whisper/ModelDownloader.h"
 #include "speech/WhisperModelChoice.h"
 
 namespace murvelo::cli {

@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "app/AppSettings.h"
-#include "audio/LinuxAudioRecorder.h"
+#include "audio/pulse/LinuxAudioRecorder.h"
 #include "audio/WavWriter.h"
 #include "base/EventLoop.h"
 #include "cli/Commands.h"

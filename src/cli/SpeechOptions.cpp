@@ -1,7 +1,7 @@
 #include "cli/SpeechOptions.h"
 
 #include "app/AppSettings.h"
-#include "speech/RecognizerFactory.h"
+#include "speech/engines/RecognizerFactory.h"
 
 namespace murvelo::cli {
 

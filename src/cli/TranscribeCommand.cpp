@@ -2,10 +2,10 @@
 
 #include "base/EventLoop.h"
 #include "base/Paths.h"
+#include "base/ThreadTimer.h"
 #include "cli/Commands.h"
 #include "cli/SpeechOptions.h"
 #include "speech/SpeechEngine.h"
-#include "speech/ThreadRaceTimer.h"
 
 namespace murvelo::cli {
 namespace {
@@ -36,7 +36,7 @@ int runTranscribe(CommandContext& context) {
   if (!recognizer) return exitCode;
 
   EventLoop loop;
-  ThreadRaceTimer timer;
+  ThreadTimer timer;
   SpeechEngine engine(loop, timer, recognizer, Paths::runtimeDir());
   std::optional<Result<std::string, SpeechError>> result;
   auto started = std::chrono::steady_clock::now();

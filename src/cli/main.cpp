@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "base/JournalLogSink.h"
+#include "base/linux/JournalLogSink.h"
 #include "cli/Commands.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "app/SettingsValues.h"
+#include "cleanup/CleanupLevel.h"
 #include "base/DefaultsStore.h"
 
 namespace murvelo {

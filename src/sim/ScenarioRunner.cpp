@@ -2,16 +2,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "app/AppSettings.h"
-#include "app/DictationController.h"
+#include "app/AppEnvironment.h"
 #include "app/HotkeyListener.h"
 #include "base/DefaultsStore.h"
 #include "base/Log.h"
 #include "base/ManualLoop.h"
-#include "cleanup/CleanupStep.h"
-#include "cleanup/CorrectionsDictionary.h"
-#include "cleanup/DeterministicFormat.h"
-#include "history/HistoryStore.h"
 #include "sim/SimulatedDevices.h"
 
 namespace murvelo::sim {
@@ -65,16 +60,25 @@ std::vector<std::string> runScenario(const std::vector<ScenarioStep>& steps,
   ScopedSink sink(transcript);
 
   InMemoryDefaultsStore defaults;
-  AppSettings settings(defaults);
-  settings.setUseDictationEngine(true);
-  HistoryStore history(defaults);
   SimulatedRecorder recorder(loop);
   SimulatedSpeech speech(loop);
   SimulatedCursor cursor(loop);
   SimulatedInserter inserter;
-  CorrectionsDictionary corrections(defaults);
-  const cleanup::DeterministicFormat format;
-  CleanupStep cleaner(&format, corrections);  // the program's own cleanup
+  // The program's own assembly and cleanup, over simulated devices and speech.
+  AppEnvironment app({.loop = loop,
+                      .timer = loop,
+                      .defaults = defaults,
+                      .recorder = recorder,
+                      .cursor = cursor,
+                      .inserter = inserter,
+                      .recognizer = nullptr,
+                      .tempDir = {},
+                      .capture = &recorder,
+                      .speech = &speech});
+  AppSettings& settings = app.settings();
+  settings.setUseDictationEngine(true);
+  HistoryStore& history = app.history();
+  DictationController& controller = app.controller();
 
   inserter.onDeliver = [&](const SimulatedInserter::Delivery& delivery) {
     transcript->add("deliver " + quoted(delivery.text) + " " + std::string(outcomeName(delivery.outcome)));
@@ -83,8 +87,6 @@ std::vector<std::string> runScenario(const std::vector<ScenarioStep>& steps,
     if (!history.items().empty()) transcript->add("history " + quoted(history.items().front().text));
   });
 
-  DictationController controller(
-      {loop, recorder, speech, cursor, inserter, cleaner, history, settings, defaults, &recorder});
   DictationStatus shown = controller.status();
   controller.setStatusObserver([&](const DictationStatus& status, bool) {
     if (status == shown) return;

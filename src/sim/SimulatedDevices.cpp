@@ -84,7 +84,7 @@ Result<std::optional<std::filesystem::path>, RecorderError> SimulatedRecorder::w
 
 void SimulatedSpeech::setFinalizeLimit(bool on) {
   if (on && !coordinator_)
-    coordinator_ = std::make_unique<StreamingFinalizationCoordinator>(timer_);
+    coordinator_ = std::make_unique<StreamingFinalizationCoordinator>(loop_);
   else if (!on)
     coordinator_.reset();
 }

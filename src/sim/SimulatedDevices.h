@@ -13,7 +13,6 @@
 #include "cleanup/TranscriptCleaner.h"
 #include "delivery/CursorContextReader.h"
 #include "delivery/TextInserter.h"
-#include "speech/MainLoopRaceTimer.h"
 #include "speech/SpeechService.h"
 #include "speech/StreamingFinalizationCoordinator.h"
 
@@ -86,7 +85,7 @@ class SimulatedSpeech : public SpeechService {
  public:
   static constexpr std::chrono::seconds kFinalizeLimit{3};
 
-  explicit SimulatedSpeech(MainLoop& loop) : loop_(loop), timer_(loop) {}
+  explicit SimulatedSpeech(MainLoop& loop) : loop_(loop) {}
 
   void scriptStream(ScriptedAnswer answer) { streamAnswers_.push_back(std::move(answer)); }
   void scriptFile(ScriptedAnswer answer) { fileAnswers_.push_back(std::move(answer)); }
@@ -108,7 +107,6 @@ class SimulatedSpeech : public SpeechService {
   ScriptedAnswer next(std::deque<ScriptedAnswer>& answers);
 
   MainLoop& loop_;
-  MainLoopRaceTimer timer_;
   std::unique_ptr<StreamingFinalizationCoordinator> coordinator_;
   std::deque<ScriptedAnswer> streamAnswers_;
   std::deque<ScriptedAnswer> fileAnswers_;

@@ -6,10 +6,10 @@
 #include <thread>
 #include <vector>
 
+#include "audio/AudioConverter.h"
+#include "audio/AudioFile.h"
 #include "base/Log.h"
 #include "base/Uuid.h"
-#include "speech/AudioConverter.h"
-#include "speech/AudioFile.h"
 
 namespace murvelo {
 namespace {
@@ -165,7 +165,7 @@ struct SpeechEngine::StreamTask {
   }
 };
 
-SpeechEngine::SpeechEngine(MainLoop& loop, RaceTimer& timer, std::shared_ptr<Recognizer> recognizer,
+SpeechEngine::SpeechEngine(MainLoop& loop, Timer& timer, std::shared_ptr<Recognizer> recognizer,
                            std::filesystem::path tempDir)
     : loop_(loop),
       recognizer_(std::move(recognizer)),

@@ -26,7 +26,7 @@ class SpeechEngine : public SpeechService {
 
   // `timer` decides the finalisation race and must outlive the engine; `tempDir` receives the
   // warm-up file.
-  SpeechEngine(MainLoop& loop, RaceTimer& timer, std::shared_ptr<Recognizer> recognizer,
+  SpeechEngine(MainLoop& loop, Timer& timer, std::shared_ptr<Recognizer> recognizer,
                std::filesystem::path tempDir);
   // Waits a short while for analyses still running, then leaves them to finish on their own.
   ~SpeechEngine() override;

@@ -21,14 +21,14 @@ struct PendingFinalizer {
 // Everything the timer and watcher callbacks touch; they hold it weakly so a late callback after
 // the coordinator is gone does nothing.
 struct StreamingFinalizationCoordinator::State {
-  explicit State(RaceTimer& timer) : timer(timer) {}
+  explicit State(Timer& timer) : timer(timer) {}
 
-  RaceTimer& timer;
+  Timer& timer;
   std::function<void()> onRetired;
   mutable std::mutex mutex;
   std::optional<PendingFinalizer> finalizing;
   std::optional<std::string> quarantine;  // id of the finaliser that lost its race
-  std::optional<RaceTimer::TimePoint> quarantineStartedAt;
+  std::optional<Timer::TimePoint> quarantineStartedAt;
   Duration quarantineBackoff = kMinBackoff;
   int abandonedFinalizers = 0;
   int lifetimeAbandonedFinalizers = 0;
@@ -64,7 +64,7 @@ struct StreamingFinalizationCoordinator::State {
   }
 };
 
-StreamingFinalizationCoordinator::StreamingFinalizationCoordinator(RaceTimer& timer,
+StreamingFinalizationCoordinator::StreamingFinalizationCoordinator(Timer& timer,
                                                                    std::function<void()> onRetired)
     : state_(std::make_shared<State>(timer)) {
   state_->onRetired =
@@ -107,7 +107,7 @@ void StreamingFinalizationCoordinator::race(Work work, Duration limit,
     if (auto state = weak.lock()) state->exited(id);
   });
 
-  auto timerId = state_->timer.schedule(limit, [gate] { gate->resolve(RaceOutcome::timedOut()); });
+  auto timerId = state_->timer.postAfter(limit, [gate] { gate->resolve(RaceOutcome::timedOut()); });
 
   gate->wait([weak, id, timerId, done = std::move(done)](RaceOutcome outcome) {
     auto state = weak.lock();

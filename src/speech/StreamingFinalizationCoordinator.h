@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "base/Timer.h"
 #include "speech/RaceOutcome.h"
-#include "speech/RaceTimer.h"
 
 namespace murvelo {
 
@@ -17,7 +17,7 @@ namespace murvelo {
 // on the timer's thread or the work's thread.
 class StreamingFinalizationCoordinator {
  public:
-  using Duration = RaceTimer::Duration;
+  using Duration = Timer::Duration;
   // Reports the end of a finalisation, once, from any thread.
   using Finished = std::function<void(std::string text)>;
   // Starts a finalisation; it calls Finished when (if ever) it ends.
@@ -27,7 +27,7 @@ class StreamingFinalizationCoordinator {
   static constexpr std::chrono::seconds kMaxBackoff{1800};
   static constexpr int kMaxLifetimeAbandoned = 7;  // beyond this, a quarantine waits for the exit
 
-  explicit StreamingFinalizationCoordinator(RaceTimer& timer, std::function<void()> onRetired = nullptr);
+  explicit StreamingFinalizationCoordinator(Timer& timer, std::function<void()> onRetired = nullptr);
   ~StreamingFinalizationCoordinator();
   StreamingFinalizationCoordinator(const StreamingFinalizationCoordinator&) = delete;
   StreamingFinalizationCoordinator& operator=(const StreamingFinalizationCoordinator&) = delete;

@@ -9,8 +9,8 @@
 #include <cmath>
 #include <thread>
 
-#include "audio/LinuxAudioRecorder.h"
-#include "audio/LogindSleepWatcher.h"
+#include "audio/pulse/LinuxAudioRecorder.h"
+#include "audio/pulse/LogindSleepWatcher.h"
 #include "audio/WavWriter.h"
 #include "base/EventLoop.h"
 #include "support/PulseTestServer.h"

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "base/FileDefaultsStore.h"
+#include "base/linux/FileDefaultsStore.h"
 #include "support/RecordingLogSink.h"
 #include "support/TempDir.h"
 

@@ -56,7 +56,7 @@ TEST_F(CliTest, BadArgumentsGiveUsageAndStatusTwo) {
 }
 
 TEST_F(CliTest, EverySubcommandHasHelp) {
-  for (const char* command : {"demo", "wer", "settings", "history"}) {
+  for (const char* command : {"clean", "wer", "settings", "history"}) {
     auto result = run({command, "--help"});
     EXPECT_EQ(result.exitCode, 0) << command;
     EXPECT_NE(result.out.find("usage: murvelo-cli " + std::string(command)), std::string::npos) << command;
@@ -126,13 +126,6 @@ TEST_F(CliTest, HistoryPrintsNewestFirstAndClears) {
 
   EXPECT_EQ(run({"history", "clear"}).exitCode, 0);
   EXPECT_EQ(run({"history"}).out, "[]\n");
-}
-
-TEST_F(CliTest, DemoRunsOnAFreshConfiguration) {
-  auto result = run({"demo"});
-  ASSERT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_NE(result.out.find("Word error rate"), std::string::npos);
-  EXPECT_TRUE(std::filesystem::exists(defaultsFile()));
 }
 
 }  // namespace

@@ -5,10 +5,10 @@
 #include <nlohmann/json.hpp>
 
 #include "accuracy/WER.h"
-#include "speech/AudioFile.h"
-#include "speech/SyntheticWhisperModel.h"
+#include "audio/AudioFile.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
+#include "tools/SyntheticWhisperModel.h"
 
 namespace murvelo {
 namespace {

@@ -8,7 +8,7 @@
 #include <random>
 #include <thread>
 
-#include "speech/ModelDownloader.h"
+#include "speech/whisper/ModelDownloader.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
 

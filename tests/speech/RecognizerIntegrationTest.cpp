@@ -10,46 +10,26 @@
 #include <thread>
 
 #include "accuracy/WER.h"
+#include "audio/AudioConverter.h"
+#include "audio/AudioFile.h"
 #include "base/ManualLoop.h"
-#include "speech/AudioConverter.h"
-#include "speech/AudioFile.h"
-#include "speech/PocketSphinxRecognizer.h"
-#include "speech/RecognizerFactory.h"
+#include "base/ThreadTimer.h"
 #include "speech/SpeechEngine.h"
-#include "speech/SyntheticWhisperModel.h"
-#include "speech/ThreadRaceTimer.h"
-#include "speech/WhisperRecognizer.h"
+#include "speech/engines/RecognizerFactory.h"
+#include "speech/pocketsphinx/PocketSphinxRecognizer.h"
+#include "speech/whisper/WhisperRecognizer.h"
+#include "support/LibrivoxClips.h"
 #include "support/RecordingLogSink.h"
 #include "support/TempDir.h"
+#include "tools/SyntheticWhisperModel.h"
 
 namespace murvelo {
 namespace {
 
 using namespace std::chrono_literals;
 
-const std::filesystem::path kLibrivox = "/usr/share/pocketsphinx/test/data/librivox";
-
-struct Clip {
-  std::filesystem::path file;
-  std::string transcript;
-};
-
-// The LibriVox clips and their transcripts, as the test data lists them.
-std::vector<Clip> librivoxClips() {
-  std::vector<Clip> clips;
-  std::ifstream in(kLibrivox / "transcription");
-  std::string line;
-  while (std::getline(in, line)) {
-    auto open = line.rfind('(');
-    if (open == std::string::npos) continue;
-    std::string id = line.substr(open + 1, line.find(')', open) - open - 1);
-    std::string words = line.substr(0, open);
-    for (const char* tag : {"<s>", "</s>"})
-      if (auto at = words.find(tag); at != std::string::npos) words.erase(at, std::string(tag).size());
-    clips.push_back({kLibrivox / (id + ".wav"), words});
-  }
-  return clips;
-}
+using test::Clip;
+using test::librivoxClips;
 
 // Runs the main loop in real time until `done` holds or 30 s pass.
 template <typename Pred>
@@ -104,12 +84,12 @@ std::string transcribe(SpeechEngine& engine, ManualLoop& loop, const std::filesy
 class PocketSphinxIntegrationTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!std::filesystem::exists(kLibrivox / "transcription"))
+    if (!std::filesystem::exists(test::kLibrivox / "transcription"))
       GTEST_SKIP() << "pocketsphinx-testdata is not installed";
   }
   test::TempDir temp;
   ManualLoop loop;
-  ThreadRaceTimer timer;
+  ThreadTimer timer;
   std::shared_ptr<Recognizer> recognizer = std::make_shared<PocketSphinxRecognizer>();
   SpeechEngine engine{loop, timer, recognizer, temp.path()};
 };
@@ -239,7 +219,7 @@ class WhisperIntegrationTest : public ::testing::Test {
   static test::TempDir* dir_;
 
   ManualLoop loop;
-  ThreadRaceTimer timer;
+  ThreadTimer timer;
 };
 test::TempDir* WhisperIntegrationTest::dir_ = nullptr;
 

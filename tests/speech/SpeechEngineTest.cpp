@@ -4,10 +4,9 @@
 #include <cmath>
 #include <thread>
 
+#include "audio/AudioFile.h"
 #include "base/ManualLoop.h"
-#include "speech/AudioFile.h"
 #include "speech/FakeRecognizer.h"
-#include "speech/MainLoopRaceTimer.h"
 #include "speech/SpeechEngine.h"
 #include "support/RecordingLogSink.h"
 #include "support/TempDir.h"
@@ -84,7 +83,7 @@ class SpeechEngineTest : public ::testing::Test {
   test::ScopedLogCapture logs;
   test::TempDir temp;
   ManualLoop loop;
-  MainLoopRaceTimer timer{loop};
+  Timer& timer = loop;
   std::shared_ptr<FakeRecognizer> recognizer = std::make_shared<FakeRecognizer>();
   SpeechEngine engine{loop, timer, recognizer, temp.path()};
 };

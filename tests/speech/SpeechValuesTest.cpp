@@ -5,7 +5,7 @@
 #include <random>
 
 #include "speech/SpeechActivity.h"
-#include "speech/SyntheticWhisperModel.h"
+#include "tools/SyntheticWhisperModel.h"
 #include "speech/WhisperModelChoice.h"
 #include "speech/WhisperModelFile.h"
 #include "support/TempDir.h"

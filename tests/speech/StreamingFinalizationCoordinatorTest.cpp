@@ -4,10 +4,9 @@
 #include <optional>
 
 #include "base/ManualLoop.h"
-#include "speech/MainLoopRaceTimer.h"
+#include "base/ThreadTimer.h"
 #include "speech/OneShotGate.h"
 #include "speech/StreamingFinalizationCoordinator.h"
-#include "speech/ThreadRaceTimer.h"
 #include "support/RecordingLogSink.h"
 
 namespace murvelo {
@@ -43,7 +42,7 @@ class CoordinatorTest : public ::testing::Test {
   }
 
   ManualLoop loop;
-  MainLoopRaceTimer timer{loop};
+  Timer& timer = loop;
   int retired = 0;
   StreamingFinalizationCoordinator coordinator{timer, [this] { ++retired; }};
 };
@@ -61,9 +60,8 @@ TEST_F(CoordinatorTest, WorkFinishingJustInsideOrOutsideTheLimit) {
                         {10000ms, Kind::timedOut, true}};
   for (const auto& c : cases) {
     ManualLoop caseLoop;
-    MainLoopRaceTimer caseTimer(caseLoop);
     int caseRetired = 0;
-    StreamingFinalizationCoordinator sut(caseTimer, [&] { ++caseRetired; });
+    StreamingFinalizationCoordinator sut(caseLoop, [&] { ++caseRetired; });
     std::optional<RaceOutcome> outcome;
     sut.race([&](auto finished) { caseLoop.postAfter(c.finishesAfter, [finished] { finished("text"); }); },
              3s, [&](RaceOutcome decided) { outcome = decided; });
@@ -164,8 +162,8 @@ TEST(OneShotGate, ABlockedWaiterIsReleasedFromAnotherThread) {
   EXPECT_EQ(waiter.get(), RaceOutcome::completed("x"));
 }
 
-TEST(ThreadRaceTimer, DecidesARaceOnItsOwnThread) {
-  ThreadRaceTimer timer;
+TEST(ThreadTimer, DecidesARaceOnItsOwnThread) {
+  ThreadTimer timer;
   StreamingFinalizationCoordinator sut(timer, [] {});
   std::promise<RaceOutcome> hungOutcome;
   StreamingFinalizationCoordinator::Finished hung;

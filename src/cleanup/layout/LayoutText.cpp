@@ -47,12 +47,6 @@ void LayoutText::rescan() {
   tokens_ = scanTokens(text_);
 }
 
-std::optional<int> LayoutText::tokenStartingAt(std::int32_t offset) const {
-  const int index = firstTokenFrom(offset);
-  if (index < static_cast<int>(tokens_.size()) && tokens_[index].location == offset) return index;
-  return std::nullopt;
-}
-
 int LayoutText::firstTokenFrom(std::int32_t offset) const {
   return static_cast<int>(tokens_.size()) - countFrom(tokens_, offset);
 }

@@ -29,8 +29,6 @@ class LayoutText {
   const std::vector<TextRange>& tokens() const { return tokens_; }
   std::vector<FormatEdit>& edits() { return edits_; }
 
-  // The index of the token that starts at `offset`, if one does.
-  std::optional<int> tokenStartingAt(std::int32_t offset) const;
   // The index of the first token that starts at or after `offset` (the token count when none).
   int firstTokenFrom(std::int32_t offset) const;
 

@@ -2,6 +2,8 @@
 
 #include <unicode/uchar.h>
 
+#include "cleanup/WordLists.h"
+
 namespace murvelo::cleanup::layout::lists {
 namespace {
 
@@ -18,12 +20,12 @@ bool mayAnnounce(const icu::UnicodeString& sentence) {
 }
 
 std::optional<int> countValue(const icu::UnicodeString& word) {
-  static const char16_t* const kWords[] = {u"one", u"two",   u"three", u"four", u"five",
-                                           u"six", u"seven", u"eight", u"nine"};
   icu::UnicodeString lower = word;
   lower.toLower();
-  for (int i = 0; i < 9; ++i) {
-    if (lower == kWords[i]) return i + 1;
+  std::string utf8;
+  lower.toUTF8String(utf8);
+  for (std::size_t i = 0; i < kUnitWords.size(); ++i) {
+    if (utf8 == kUnitWords[i]) return static_cast<int>(i) + 1;
   }
   if (lower.length() == 1 && lower.charAt(0) >= u'1' && lower.charAt(0) <= u'9')
     return lower.charAt(0) - u'0';

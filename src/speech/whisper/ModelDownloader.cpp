@@ -1,4 +1,4 @@
-#include "speech/ModelDownloader.h"
+#include "speech/whisper/ModelDownloader.h"
 
 #include <curl/curl.h>
 #include <openssl/evp.h>

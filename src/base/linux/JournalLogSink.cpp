@@ -1,4 +1,4 @@
-#include "base/JournalLogSink.h"
+#include "base/linux/JournalLogSink.h"
 
 #include <filesystem>
 #include <string>

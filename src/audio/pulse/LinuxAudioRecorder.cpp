@@ -1,4 +1,4 @@
-#include "audio/LinuxAudioRecorder.h"
+#include "audio/pulse/LinuxAudioRecorder.h"
 
 namespace murvelo {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "app/SettingsValues.h"
+#include "speech/SpeechEngineChoice.h"
 #include "speech/Recognizer.h"
 
 namespace murvelo {

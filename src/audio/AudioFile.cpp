@@ -1,10 +1,12 @@
-#include "speech/AudioFile.h"
+#include "audio/AudioFile.h"
 
 #include <sndfile.h>
 
 #include <cmath>
+#include <fstream>
+#include <system_error>
 
-#include "speech/AudioConverter.h"
+#include "audio/AudioConverter.h"
 
 namespace murvelo {
 
@@ -33,24 +35,36 @@ Result<std::vector<float>, std::string> readAudioFile(const std::filesystem::pat
 }
 
 Status writePcm16Wav(const std::filesystem::path& file, std::span<const float> samples, double sampleRate) {
+  // Removes the partial file; `why` names the failure, or the failed removal.
+  auto fail = [&file](std::string why) {
+    std::error_code removal;
+    std::filesystem::remove(file, removal);
+    if (removal) why = "removal failed: " + removal.message();
+    return Status::error(std::move(why));
+  };
+  {
+    // Created empty and private before any audio goes in.
+    std::ofstream create(file, std::ios::binary | std::ios::trunc);
+    if (!create) return Status::error("cannot create WAV file in " + file.parent_path().string());
+  }
+  std::error_code permissionError;
+  std::filesystem::permissions(file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
+                               std::filesystem::perm_options::replace, permissionError);
+  if (permissionError) return fail("cannot make WAV file private: " + permissionError.message());
+
   SF_INFO info{};
   info.samplerate = static_cast<int>(std::lround(sampleRate));
   info.channels = 1;
   info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
   SNDFILE* sound = sf_open(file.c_str(), SFM_WRITE, &info);
-  if (!sound) return Status::error(std::string("cannot create WAV file: ") + sf_strerror(nullptr));
-  std::error_code permissionError;
-  std::filesystem::permissions(file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
-                               permissionError);
+  if (!sound) return fail(std::string("cannot open WAV file: ") + sf_strerror(nullptr));
   // Clip rather than wrap: a float sample beyond full scale must not turn into its opposite.
   sf_command(sound, SFC_SET_CLIPPING, nullptr, SF_TRUE);
-  sf_count_t written = sf_writef_float(sound, samples.data(), static_cast<sf_count_t>(samples.size()));
-  int closed = sf_close(sound);
-  if (written != static_cast<sf_count_t>(samples.size()) || closed != 0) {
-    std::error_code ignored;
-    std::filesystem::remove(file, ignored);
-    return Status::error("cannot write WAV file");
-  }
+  auto frames = static_cast<sf_count_t>(samples.size());
+  sf_count_t written = sf_writef_float(sound, samples.data(), frames);
+  std::string writeError = written == frames ? std::string() : sf_strerror(sound);
+  if (sf_close(sound) != 0 && writeError.empty()) writeError = "close failed";
+  if (!writeError.empty()) return fail("cannot write WAV file: " + writeError);
   return Status::ok();
 }
 

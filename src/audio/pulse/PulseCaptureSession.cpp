@@ -1,4 +1,4 @@
-#include "audio/PulseCaptureSession.h"
+#include "audio/pulse/PulseCaptureSession.h"
 
 #include <pulse/pulseaudio.h>
 

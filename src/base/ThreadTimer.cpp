@@ -1,12 +1,12 @@
-#include "speech/ThreadRaceTimer.h"
+#include "base/ThreadTimer.h"
 
 #include <pthread.h>
 
 namespace murvelo {
 
-ThreadRaceTimer::ThreadRaceTimer() : thread_([this] { run(); }) {}
+ThreadTimer::ThreadTimer() : thread_([this] { run(); }) {}
 
-ThreadRaceTimer::~ThreadRaceTimer() {
+ThreadTimer::~ThreadTimer() {
   {
     std::lock_guard lock(mutex_);
     stopping_ = true;
@@ -15,8 +15,8 @@ ThreadRaceTimer::~ThreadRaceTimer() {
   thread_.join();
 }
 
-RaceTimer::Id ThreadRaceTimer::schedule(Duration delay, std::function<void()> job) {
-  Id id;
+Timer::TimerId ThreadTimer::postAfter(Duration delay, Job job) {
+  TimerId id;
   {
     std::lock_guard lock(mutex_);
     id = timers_.add(Clock::now() + delay, std::move(job));
@@ -25,13 +25,13 @@ RaceTimer::Id ThreadRaceTimer::schedule(Duration delay, std::function<void()> jo
   return id;
 }
 
-void ThreadRaceTimer::cancel(Id id) {
+void ThreadTimer::cancel(TimerId id) {
   std::lock_guard lock(mutex_);
   timers_.cancel(id);
 }
 
-void ThreadRaceTimer::run() {
-  pthread_setname_np(pthread_self(), "race-timer");
+void ThreadTimer::run() {
+  pthread_setname_np(pthread_self(), "timer");
   std::unique_lock lock(mutex_);
   while (!stopping_) {
     if (auto job = timers_.popDue(Clock::now())) {

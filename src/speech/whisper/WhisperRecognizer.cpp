@@ -1,4 +1,4 @@
-#include "speech/WhisperRecognizer.h"
+#include "speech/whisper/WhisperRecognizer.h"
 
 #include <whisper.h>
 

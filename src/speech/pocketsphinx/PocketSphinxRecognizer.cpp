@@ -1,4 +1,4 @@
-#include "speech/PocketSphinxRecognizer.h"
+#include "speech/pocketsphinx/PocketSphinxRecognizer.h"
 
 #include <err.h>
 #include <pocketsphinx.h>

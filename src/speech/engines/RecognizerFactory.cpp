@@ -1,9 +1,9 @@
-#include "speech/RecognizerFactory.h"
+#include "speech/engines/RecognizerFactory.h"
 
 #include "base/Log.h"
-#include "speech/PocketSphinxRecognizer.h"
+#include "speech/pocketsphinx/PocketSphinxRecognizer.h"
 #include "speech/WhisperModelChoice.h"
-#include "speech/WhisperRecognizer.h"
+#include "speech/whisper/WhisperRecognizer.h"
 
 namespace murvelo {
 namespace {

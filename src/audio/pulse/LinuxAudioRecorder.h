@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "audio/AudioRecorder.h"
-#include "audio/LogindSleepWatcher.h"
-#include "audio/PulseCaptureSession.h"
+#include "audio/pulse/LogindSleepWatcher.h"
+#include "audio/pulse/PulseCaptureSession.h"
 
 namespace murvelo {
 

@@ -1,4 +1,4 @@
-#include "audio/LogindSleepWatcher.h"
+#include "audio/pulse/LogindSleepWatcher.h"
 
 #include <chrono>
 

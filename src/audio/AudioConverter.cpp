@@ -1,4 +1,4 @@
-#include "speech/AudioConverter.h"
+#include "audio/AudioConverter.h"
 
 #include <soxr.h>
 
@@ -7,7 +7,9 @@
 namespace murvelo {
 
 std::unique_ptr<AudioConverter> AudioConverter::make(const AudioFormat& from, double toSampleRate) {
-  if (!(from.sampleRate > 0) || !(toSampleRate > 0) || from.channels < 1) return nullptr;
+  if (!(from.sampleRate > 0) || !(toSampleRate > 0) || !std::isfinite(from.sampleRate) ||
+      !std::isfinite(toSampleRate) || from.channels < 1)
+    return nullptr;
   double ratio = toSampleRate / from.sampleRate;
   void* resampler = nullptr;
   if (from.sampleRate != toSampleRate) {

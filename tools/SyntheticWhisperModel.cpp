@@ -1,4 +1,4 @@
-#include "speech/SyntheticWhisperModel.h"
+#include "tools/SyntheticWhisperModel.h"
 
 #include <cmath>
 #include <cstring>

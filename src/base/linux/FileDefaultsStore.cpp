@@ -1,4 +1,4 @@
-#include "base/FileDefaultsStore.h"
+#include "base/linux/FileDefaultsStore.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
