@@ -31,7 +31,8 @@ std::string HUDPhase::text() const {
 }
 
 bool HUDModel::isKnownNotice(std::string_view text) {
-  static constexpr std::array kNotices = {notices::kStuck, notices::kNoWords, notices::kMicUnreachable};
+  static constexpr std::array kNotices = {notices::kStuck, notices::kNoWords, notices::kMicUnreachable,
+                                          notices::kNoTray};
   return std::find(kNotices.begin(), kNotices.end(), text) != kNotices.end();
 }
 

@@ -34,6 +34,17 @@ std::filesystem::path Paths::dataDir() {
   return base / "murvelo";
 }
 
+std::filesystem::path Paths::autostartDir() {
+  auto base = fromEnv("XDG_CONFIG_HOME");
+  if (base.empty()) base = home() / ".config";
+  return base / "autostart";
+}
+
+std::filesystem::path Paths::instanceDir(unsigned userId) {
+  if (auto dir = fromEnv("XDG_RUNTIME_DIR"); !dir.empty()) return dir / "murvelo";
+  return std::filesystem::temp_directory_path() / ("murvelo-" + std::to_string(userId));
+}
+
 std::filesystem::path Paths::runtimeDir() {
   if (auto dir = fromEnv("XDG_RUNTIME_DIR"); !dir.empty()) return dir;
   return std::filesystem::temp_directory_path();

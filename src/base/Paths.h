@@ -14,6 +14,14 @@ struct Paths {
   static std::filesystem::path dataDir();
   // $XDG_RUNTIME_DIR (a private tmpfs), else the system temporary directory.
   static std::filesystem::path runtimeDir();
+  // $XDG_CONFIG_HOME/autostart, else ~/.config/autostart: the session's login items.
+  static std::filesystem::path autostartDir();
+  // Where the running program listens for a second copy and for `murvelo-cli talk`: a folder
+  // only this user can enter, under $XDG_RUNTIME_DIR, else a per-user one in the temp dir.
+  static std::filesystem::path instanceDir(unsigned userId);
+  static std::filesystem::path instanceSocket(unsigned userId) {
+    return instanceDir(userId) / "instance.sock";
+  }
 };
 
 }  // namespace murvelo

@@ -23,6 +23,7 @@ int runDictate(CommandContext& context);
 int runModels(CommandContext& context);
 int runDevices(CommandContext& context);
 int runRecord(CommandContext& context);
+int runTalk(CommandContext& context);
 
 // Every subcommand, in the order the usage lists them.
 inline constexpr Command kCommands[] = {
@@ -37,6 +38,7 @@ inline constexpr Command kCommands[] = {
     {"models", "list whisper models, or download one", runModels},
     {"devices", "list the audio inputs as JSON", runDevices},
     {"record", "capture from the microphone into a 16 kHz WAV file", runRecord},
+    {"talk", "ask the running murvelo to start or stop dictating (start|stop|toggle)", runTalk},
 };
 
 }  // namespace murvelo::cli

@@ -1,0 +1,202 @@
+#include "desktop/DesktopApp.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QProcess>
+#include <chrono>
+
+#include "app/AppSettings.h"
+#include "app/LoginItem.h"
+#include "app/Notices.h"
+#include "app/SingleInstanceGuard.h"
+#include "base/Diagnostics.h"
+#include "base/linux/FileDefaultsStore.h"
+#include "base/Log.h"
+#include "base/Paths.h"
+#include "desktop/InstanceServer.h"
+#include "desktop/QtMainLoop.h"
+#include "desktop/RecordingHUD.h"
+#include "desktop/SettingsWindow.h"
+#include "desktop/TrayMenu.h"
+#include "history/HistoryStore.h"
+
+namespace murvelo::desktop {
+namespace {
+
+const Logger kLog("app");
+constexpr int kHandOverTimeoutMs = 1000;
+constexpr std::string_view kConfirmedKey = "QLX.inputMonitoringConfirmed";
+
+std::string yesNo(bool value) { return value ? "true" : "false"; }
+
+double epochSeconds() {
+  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+Status spawnDetached(const std::string& program, const std::vector<std::string>& args) {
+  QProcess process;
+  process.setProgram(QString::fromStdString(program));
+  QStringList list;
+  for (const auto& arg : args) list << QString::fromStdString(arg);
+  process.setArguments(list);
+  process.setStandardOutputFile(QProcess::nullDevice());
+  process.setStandardErrorFile(QProcess::nullDevice());
+  if (!process.startDetached()) return Status::error(process.errorString().toStdString());
+  return Status::ok();
+}
+
+}  // namespace
+
+DesktopApp::DesktopApp(Options options) : options_(std::move(options)) {}
+
+DesktopApp::~DesktopApp() {
+  // The panel and windows observe the settings and the model: they go first.
+  settingsWindow_.reset();
+  tray_.reset();
+  hudModel_.reset();
+  hud_.reset();
+}
+
+std::optional<int> DesktopApp::launch() {
+  Diagnostics::shared().record("app", "launch", "pid=" + std::to_string(options_.pid));
+
+  instance_ = std::make_unique<InstanceServer>(Paths::instanceDir(options_.userId).string());
+  switch (instance_->claim()) {
+    case InstanceServer::Claim::claimed: break;
+    case InstanceServer::Claim::otherRunning: {
+      Diagnostics::shared().record("app", "secondInstance");
+      std::string reply;
+      if (InstanceServer::send(instance_->socketPath(), InstanceRequest::activate, kHandOverTimeoutMs,
+                               reply)) {
+        kLog.notice("another murvelo is running; asked it to show its settings");
+        return 0;
+      }
+      kLog.error("another murvelo holds the instance lock but does not answer");
+      return 1;
+    }
+    case InstanceServer::Claim::failed:
+      // Dictation matters more than the single instance: carry on, without the socket.
+      kLog.warning("single instance unavailable: " + instance_->problem());
+      break;
+  }
+
+  auto store = FileDefaultsStore::open(Paths::defaultsFile());
+  if (!store->movedAsideTo().empty())
+    kLog.warning("the settings file did not parse; it was kept as " + store->movedAsideTo().string() +
+                 " and the defaults apply");
+  else if (!store->openStatus())
+    kLog.warning("settings: " + store->openStatus().message());
+  defaults_ = std::move(store);
+  settings_ = std::make_unique<AppSettings>(*defaults_);
+  history_ = std::make_unique<HistoryStore>(*defaults_);
+  history_->load();
+  loop_ = std::make_unique<QtMainLoop>();
+
+  SingleInstanceGuard::Process process{options_.pid, options_.programPath,
+                                       qEnvironmentVariable("APPIMAGE").toStdString(),
+                                       qEnvironmentVariable("APPDIR").toStdString()};
+  guard_ = std::make_unique<SingleInstanceGuard>(*defaults_, process, epochSeconds, spawnDetached);
+  loginItem_ = std::make_unique<LoginItem>(Paths::autostartDir(), guard_->relaunchTarget());
+
+  hud_ = std::make_unique<RecordingHUD>([this] { return hudModel_->phase(); }, desktopPrefersReducedMotion());
+  hudModel_ = std::make_unique<HUDModel>(hud_.get());
+  tray_ = std::make_unique<TrayMenu>(TrayMenu::Hooks{
+      [this] { togglePause(); },
+      [this](CleanupLevel level) { settings_->setCleanupLevel(level); },
+      [this] {
+        std::vector<std::string> texts;
+        for (const auto& item : history_->items()) texts.push_back(item.text);
+        return texts;
+      },
+      [](const std::string& text) { QApplication::clipboard()->setText(QString::fromStdString(text)); },
+      [this] { showSettings(); },
+      nullptr,
+      [] { QApplication::quit(); },
+  });
+  settings_->addObserver([this](AppSettings::Field field) {
+    if (field == AppSettings::Field::openAtLogin) applyLoginItem();
+    if (field == AppSettings::Field::cleanupLevel) tray_->setLevel(settings_->cleanupLevel());
+    refreshTray();
+  });
+  instance_->setHandler([this](InstanceRequest request) { return handle(request); });
+
+  const bool translocated = guard_->isTranslocated();
+  kLog.notice("launch pid=" + std::to_string(options_.pid) + " mic=" + yesNo(false) +
+              " inputMonitoring=" + yesNo(false) + " postEvent=" + yesNo(false) +
+              " onboardingComplete=" + yesNo(settings_->onboardingComplete()) + " onboardingFinished=" +
+              yesNo(settings_->onboardingFinished()) + " translocated=" + yesNo(translocated));
+
+  applyLoginItem();
+  const bool resumeOnboarding = defaults_->boolean(SingleInstanceGuard::kResumeOnboardingKey).value_or(false);
+  defaults_->remove(SingleInstanceGuard::kResumeOnboardingKey);
+  if (settings_->onboardingComplete() && !defaults_->boolean(kConfirmedKey))
+    defaults_->setBool(kConfirmedKey, true);
+
+  trayHost_ = tray_->showIcon();
+  tray_->setLevel(settings_->cleanupLevel());
+  refreshTray();
+  if (!trayHost_) sayNoTrayOnce();
+  if (resumeOnboarding || !settings_->onboardingFinished()) showSettings();
+  return std::nullopt;
+}
+
+std::string DesktopApp::handle(InstanceRequest request) {
+  switch (request) {
+    case InstanceRequest::activate: showSettings(); return {};
+    case InstanceRequest::talkStart:
+    case InstanceRequest::talkStop:
+    case InstanceRequest::talkToggle: return "dictation is not available in this build";
+  }
+  return "unknown request";
+}
+
+void DesktopApp::showSettings() {
+  if (!settingsWindow_) settingsWindow_ = std::make_unique<SettingsWindow>(*settings_);
+  settingsWindow_->present();
+}
+
+void DesktopApp::showStatus(const DictationStatus& status, bool microphoneReady) {
+  status_ = status;
+  auto before = hudModel_->phase();
+  hudModel_->update(status, microphoneReady);
+  if (hudModel_->phase() != before) hud_->phaseChanged();
+  refreshTray();
+}
+
+void DesktopApp::refreshTray() {
+  std::string text;
+  switch (status_.kind) {
+    case DictationStatus::Kind::idle:
+      text = paused_ ? "Talk key paused"
+                     : "Ready — hold " + hotkeyLabel(settings_->hotkey()).toStdString() + " to dictate";
+      break;
+    case DictationStatus::Kind::recording: text = "Listening…"; break;
+    case DictationStatus::Kind::transcribing:
+    case DictationStatus::Kind::cleaning: text = "Cleaning up…"; break;
+    case DictationStatus::Kind::message: text = status_.text; break;
+  }
+  tray_->setStatus(text, status_.is(DictationStatus::Kind::recording));
+  tray_->setPaused(paused_);
+}
+
+void DesktopApp::applyLoginItem() {
+  Status applied = loginItem_->apply(settings_->openAtLogin());
+  if (!applied) kLog.warning("login item: " + applied.message());
+}
+
+void DesktopApp::sayNoTrayOnce() {
+  kLog.notice("no tray host on this desktop: start murvelo again to open the settings");
+  showStatus(DictationStatus::message(std::string(notices::kNoTray)), false);
+  loop_->postAfter(notices::kMicrophoneProblem, [this] {
+    if (status_ == DictationStatus::message(std::string(notices::kNoTray)))
+      showStatus(DictationStatus::idle(), false);
+  });
+}
+
+void DesktopApp::togglePause() {
+  paused_ = !paused_;
+  kLog.notice(paused_ ? "hotkey paused" : "hotkey resumed");
+  refreshTray();
+}
+
+}  // namespace murvelo::desktop

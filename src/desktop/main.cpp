@@ -1,0 +1,57 @@
+#include <unistd.h>
+#include <xcb/xcb.h>
+
+#include <QApplication>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+
+#include "base/linux/JournalLogSink.h"
+#include "desktop/DesktopApp.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+// libdbus keeps a buffer for the life of the process (Qt's session bus connection).
+extern "C" const char* __lsan_default_suppressions() { return "leak:libdbus-1.so\n"; }
+#endif
+
+namespace {
+
+// Qt aborts when it cannot reach the display; say why and exit instead.
+bool displayReachable() {
+  const char* platform = std::getenv("QT_QPA_PLATFORM");
+  if (platform && std::string_view(platform) != "xcb") return true;
+  if (!platform && std::getenv("WAYLAND_DISPLAY")) return true;
+  if (!std::getenv("DISPLAY")) return false;
+  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
+  bool ok = xcb_connection_has_error(connection) == 0;
+  xcb_disconnect(connection);
+  return ok;
+}
+
+std::string programPath(const char* argv0) {
+  std::error_code error;
+  auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (!error) return self.string();
+  return std::filesystem::absolute(argv0, error).string();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  murvelo::Log::setSink(
+      murvelo::makeSystemLogSink(murvelo::Log::thresholdFromEnvironment(murvelo::LogLevel::notice)));
+  if (!displayReachable()) {
+    std::cerr << "murvelo: no display to show on (DISPLAY or WAYLAND_DISPLAY); without a desktop, "
+                 "try `murvelo-cli dictate --wav FILE`\n";
+    return 1;
+  }
+  QApplication app(argc, argv);
+  QApplication::setApplicationName("Murvelo");
+  QApplication::setDesktopFileName("com.murvelo.Murvelo");
+  // The program lives in the tray: closing the settings window does not end it.
+  QApplication::setQuitOnLastWindowClosed(false);
+
+  murvelo::desktop::DesktopApp desktop({programPath(argv[0]), static_cast<int>(getpid()), getuid()});
+  if (auto code = desktop.launch()) return *code;
+  return QApplication::exec();
+}

@@ -1,0 +1,180 @@
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "app/InstanceRequest.h"
+#include "app/LoginItem.h"
+#include "app/SingleInstanceGuard.h"
+#include "base/DefaultsStore.h"
+#include "support/RecordingLogSink.h"
+#include "support/RunProcess.h"
+#include "support/TempDir.h"
+
+extern char** environ;
+
+namespace murvelo {
+namespace {
+
+using Guard = SingleInstanceGuard;
+
+struct Spawned {
+  std::string program;
+  std::vector<std::string> args;
+};
+
+struct Fixture {
+  InMemoryDefaultsStore defaults;
+  double clock = 1'700'000'000;
+  std::vector<Spawned> spawned;
+  Status spawnResult = Status::ok();
+  Guard guard(Guard::Process process = {4242, "/usr/bin/murvelo", "", ""}) {
+    return Guard(
+        defaults, process, [this] { return clock; },
+        [this](const std::string& program, const std::vector<std::string>& args) {
+          spawned.push_back({program, args});
+          return spawnResult;
+        });
+  }
+};
+
+TEST(SingleInstanceGuard, LoopGuardAllowsTwoRelaunchesPerBurst) {
+  Fixture f;
+  Guard guard = f.guard();
+  // Seconds since the previous request, and whether the relaunch goes ahead.
+  const std::pair<double, bool> steps[] = {{0, true},  {5, true}, {5, false},  {20, false},
+                                           {31, true}, {1, true}, {29, false}, {30.5, true}};
+  for (auto [wait, allowed] : steps) {
+    f.clock += wait;
+    EXPECT_EQ(guard.relaunchSelf(), allowed) << "after " << wait << " s";
+  }
+  EXPECT_EQ(f.spawned.size(), 5u);
+  EXPECT_EQ(f.defaults.integer(Guard::kRelaunchCountKey), 1);
+  EXPECT_EQ(f.defaults.real(Guard::kLastRelaunchEpochKey), f.clock);
+}
+
+TEST(SingleInstanceGuard, RefusalsAndFailuresLeaveTheProgramRunning) {
+  struct Case {
+    const char* name;
+    Guard::Process process;
+    Status spawn;
+    bool armed;
+    std::string target;
+  };
+  const Case cases[] = {
+      {"plain", {7, "/opt/m/murvelo", "", ""}, Status::ok(), true, "/opt/m/murvelo"},
+      {"appimage reopens its file",
+       {7, "/tmp/.mount_Murv1/usr/bin/murvelo", "/home/u/Murvelo.AppImage", "/tmp/.mount_Murv1"},
+       Status::ok(),
+       true,
+       "/home/u/Murvelo.AppImage"},
+      {"mount without its file",
+       {7, "/tmp/.mount_Murv1/usr/bin/murvelo", "", "/tmp/.mount_Murv1"},
+       Status::ok(),
+       false,
+       ""},
+      {"spawn fails", {7, "/opt/m/murvelo", "", ""}, Status::error("no /bin/sh"), false, "/opt/m/murvelo"},
+  };
+  for (const auto& c : cases) {
+    Fixture f;
+    f.spawnResult = c.spawn;
+    test::ScopedLogCapture log;
+    Guard guard = f.guard(c.process);
+    EXPECT_EQ(guard.relaunchSelf(), c.armed) << c.name;
+    EXPECT_EQ(f.defaults.boolean(Guard::kResumeOnboardingKey).has_value(), c.armed) << c.name;
+    EXPECT_EQ(f.defaults.integer(Guard::kRelaunchCountKey).value_or(0), c.armed ? 1 : 0) << c.name;
+    if (!c.target.empty()) {
+      ASSERT_EQ(f.spawned.size(), 1u) << c.name;
+      EXPECT_EQ(f.spawned[0].program, "/bin/sh");
+      EXPECT_EQ(f.spawned[0].args, (std::vector<std::string>{"-c", Guard::waiterCommand(7, c.target)}));
+    }
+    auto messages = log.sink().messages();
+    if (c.armed) {
+      EXPECT_EQ(messages.back(), "relaunchSelf armed pid=7");
+    }
+    if (!c.spawn) {
+      EXPECT_EQ(messages.back(), "relaunchSelf spawn failed: no /bin/sh");
+    }
+  }
+}
+
+TEST(SingleInstanceGuard, ShellQuoting) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"/usr/bin/murvelo", "'/usr/bin/murvelo'"},
+      {"/home/o'brien/My Apps/murvelo", "'/home/o'\\''brien/My Apps/murvelo'"},
+      {"''", "''\\'''\\'''"},
+      {"$HOME `x` \"y\"", "'$HOME `x` \"y\"'"},
+  };
+  for (const auto& [raw, quoted] : cases) EXPECT_EQ(Guard::shellQuote(raw), quoted);
+  EXPECT_EQ(Guard::waiterScript(12, "/a b"),
+            "while /bin/kill -0 12 2>/dev/null; do /bin/sleep 0.1; done\nexec '/a b'");
+}
+
+// The waiter for real: it waits for the process to end, then starts a program whose path has
+// spaces and single quotes.
+TEST(SingleInstanceGuard, WaiterStartsTheProgramOnceTheProcessHasEnded) {
+  test::TempDir dir;
+  auto folder = dir / "it's a \"dir\" $x";
+  std::filesystem::create_directories(folder);
+  auto program = folder / "mur velo's";
+  auto marker = dir / "started";
+  test::writeFile(program, "#!/bin/sh\necho \"$$\" > '" + marker.string() + "'\n");
+  std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+
+  pid_t pid = 0;
+  const char* sleeper[] = {"/bin/sleep", "0.6", nullptr};
+  ASSERT_EQ(posix_spawn(&pid, sleeper[0], nullptr, nullptr, const_cast<char**>(sleeper), environ), 0);
+  auto run = test::runProcess("/bin/sh", {"-c", Guard::waiterCommand(pid, program.string())});
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_FALSE(std::filesystem::exists(marker)) << "started while the process still ran";
+  int status = 0;
+  waitpid(pid, &status, 0);
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  while (!std::filesystem::exists(marker) && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  EXPECT_TRUE(std::filesystem::exists(marker));
+}
+
+TEST(LoginItem, EntryFollowsTheSetting) {
+  test::TempDir dir;
+  LoginItem item(dir / "autostart", "/opt/Mur velo/murvelo");
+  EXPECT_FALSE(item.installed());
+  ASSERT_TRUE(item.apply(true));
+  EXPECT_EQ(item.file().filename(), "com.murvelo.Murvelo.desktop");
+  std::string text = test::readFile(item.file());
+  EXPECT_NE(text.find("\nExec=\"/opt/Mur velo/murvelo\"\n"), std::string::npos) << text;
+  EXPECT_TRUE(item.apply(true));
+  ASSERT_TRUE(item.apply(false));
+  EXPECT_FALSE(item.installed());
+  EXPECT_TRUE(item.apply(false)) << "removing what is not there is fine";
+}
+
+TEST(LoginItem, ExecArgumentEscapes) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"/usr/bin/murvelo", "/usr/bin/murvelo"},
+      {"/a b/m", "\"/a b/m\""},
+      {"/a'b/m", "\"/a'b/m\""},
+      {"/a\"b/m", "\"/a\\\\\"b/m\""},
+      {"/a\\b/m", "\"/a\\\\\\\\b/m\""},
+      {"/a$b/m", "\"/a\\\\$b/m\""},
+      {"/100%/m", "/100%%/m"},
+  };
+  for (const auto& [raw, quoted] : cases) EXPECT_EQ(LoginItem::execArgument(raw), quoted) << raw;
+}
+
+TEST(InstanceRequest, LinesRoundTripAndStrangersAreRefused) {
+  for (auto request : {InstanceRequest::activate, InstanceRequest::talkStart, InstanceRequest::talkStop,
+                       InstanceRequest::talkToggle}) {
+    EXPECT_EQ(parseRequestLine(std::string(requestLine(request)) + "\n"), request);
+    EXPECT_EQ(parseRequestLine(std::string(requestLine(request)) + "\r\n"), request);
+  }
+  for (const char* line : {"", "talk", "talk  start", "TALK START", "talk start now", "activate\n\n"})
+    EXPECT_FALSE(parseRequestLine(line)) << line;
+}
+
+}  // namespace
+}  // namespace murvelo

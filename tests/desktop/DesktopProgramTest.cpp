@@ -1,0 +1,106 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <thread>
+
+#include "desktop/DesktopTestEnvironment.h"
+#include "support/RunProcess.h"
+#include "support/TempDir.h"
+
+namespace murvelo::test {
+namespace {
+
+// The program as a user starts it, with its own settings and runtime folders.
+struct ProgramHome {
+  TempDir dir;
+  std::map<std::string, std::string> env;
+  ProgramHome() {
+    std::filesystem::create_directories(dir / "runtime");
+    std::filesystem::permissions(dir / "runtime", std::filesystem::perms::owner_all);
+    env = {{"XDG_CONFIG_HOME", (dir / "config").string()},
+           {"XDG_RUNTIME_DIR", (dir / "runtime").string()},
+           {"HOME", dir.path().string()}};
+  }
+  std::filesystem::path socket() const { return dir / "runtime" / "murvelo" / "instance.sock"; }
+  std::unique_ptr<BackgroundProcess> start(const std::string& log = "murvelo.log") {
+    return std::make_unique<BackgroundProcess>(MURVELO_PROGRAM_PATH, std::vector<std::string>{}, env,
+                                               dir / log);
+  }
+  ProcessResult cli(const std::vector<std::string>& args) { return runProcess(MURVELO_CLI_PATH, args, env); }
+  bool waitForSocket() {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!std::filesystem::exists(socket()) && std::chrono::steady_clock::now() < deadline)
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    return std::filesystem::exists(socket());
+  }
+};
+
+TEST(DesktopProgram, SecondCopyHandsOverWithinASecondAndTheFirstKeepsRunning) {
+  ProgramHome home;
+  auto first = home.start();
+  ASSERT_TRUE(home.waitForSocket());
+  auto second = home.start("second.log");
+  auto started = std::chrono::steady_clock::now();
+  EXPECT_EQ(second->waitExit(5000), 0) << readFile(home.dir / "second.log");
+  EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(1));
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  EXPECT_TRUE(first->running());
+
+  // A copy that died without cleaning up leaves a socket file but no lock: the next one runs.
+  kill(first->pid(), SIGKILL);
+  first->waitExit(3000);
+  ASSERT_TRUE(std::filesystem::exists(home.socket()));
+  auto third = home.start("third.log");
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  EXPECT_TRUE(third->running()) << readFile(home.dir / "third.log");
+}
+
+TEST(DesktopProgram, FaultsAtStartAreClearMessagesNotCrashes) {
+  {
+    ProgramHome home;
+    auto talk = home.cli({"talk", "start"});
+    EXPECT_EQ(talk.exitCode, 1);
+    EXPECT_NE(talk.err.find("murvelo is not running"), std::string::npos) << talk.err;
+  }
+  {
+    ProgramHome home;
+    home.env["DISPLAY"] = ":999";
+    auto run = runProcess(MURVELO_PROGRAM_PATH, {}, home.env);
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_NE(run.err.find("no display"), std::string::npos) << run.err;
+  }
+  {
+    // A settings file that does not parse is kept aside, and the program starts on defaults.
+    ProgramHome home;
+    std::filesystem::create_directories(home.dir / "config" / "murvelo");
+    writeFile(home.dir / "config" / "murvelo" / "defaults.json", "{\"cleanupLevel\": \"format\",");
+    auto program = home.start();
+    ASSERT_TRUE(home.waitForSocket());
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_TRUE(program->running()) << readFile(home.dir / "murvelo.log");
+    int keptAside = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(home.dir / "config" / "murvelo"))
+      keptAside += entry.path().filename().string().starts_with("defaults.json.corrupt-");
+    EXPECT_EQ(keptAside, 1);
+  }
+}
+
+TEST(DesktopProgram, LoginItemFollowsTheSetting) {
+  ProgramHome home;
+  auto entry = home.dir / "config" / "autostart" / "com.murvelo.Murvelo.desktop";
+  for (bool enabled : {true, false}) {
+    ASSERT_EQ(home.cli({"settings", "set", "openAtLogin", enabled ? "true" : "false"}).exitCode, 0);
+    auto program = home.start();
+    ASSERT_TRUE(home.waitForSocket());
+    // The socket comes first in the launch; the entry soon after.
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+    while (std::filesystem::exists(entry) != enabled && std::chrono::steady_clock::now() < deadline)
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(std::filesystem::exists(entry), enabled);
+    program->terminate();
+  }
+}
+
+}  // namespace
+}  // namespace murvelo::test

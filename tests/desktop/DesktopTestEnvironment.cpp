@@ -1,0 +1,97 @@
+#include "desktop/DesktopTestEnvironment.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+namespace murvelo::test {
+
+PrivateDisplay::PrivateDisplay() {
+  int fds[2];
+  if (pipe2(fds, O_CLOEXEC) != 0) return;
+  pid_ = fork();
+  if (pid_ == 0) {
+    // -displayfd lets the server pick a free number and tell us which.
+    dup2(fds[1], 3);
+    int devnull = open("/dev/null", O_RDWR);
+    dup2(devnull, 1);
+    dup2(devnull, 2);
+    execlp("Xvfb", "Xvfb", "-displayfd", "3", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset",
+           static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  close(fds[1]);
+  std::string number;
+  pollfd waitFor{fds[0], POLLIN, 0};
+  while (poll(&waitFor, 1, 10000) > 0) {
+    char c;
+    if (read(fds[0], &c, 1) != 1 || c == '\n') break;
+    number += c;
+  }
+  close(fds[0]);
+  if (!number.empty()) name_ = ":" + number;
+}
+
+PrivateDisplay::~PrivateDisplay() {
+  if (pid_ <= 0) return;
+  kill(pid_, SIGTERM);
+  waitpid(pid_, nullptr, 0);
+}
+
+BackgroundProcess::BackgroundProcess(const std::string& program, const std::vector<std::string>& args,
+                                     const std::map<std::string, std::string>& env,
+                                     const std::filesystem::path& output) {
+  pid_ = fork();
+  if (pid_ == 0) {
+    int out = open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    dup2(out, 1);
+    dup2(out, 2);
+    for (const auto& [name, value] : env) setenv(name.c_str(), value.c_str(), 1);
+    std::vector<char*> argv{const_cast<char*>(program.c_str())};
+    for (const auto& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
+    argv.push_back(nullptr);
+    execv(program.c_str(), argv.data());
+    _exit(127);
+  }
+}
+
+BackgroundProcess::~BackgroundProcess() { terminate(); }
+
+bool BackgroundProcess::running() { return waitExit(0) == -1 && pid_ > 0; }
+
+int BackgroundProcess::waitExit(int timeoutMs) {
+  if (pid_ <= 0) return exitCode_;
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  while (true) {
+    int status = 0;
+    if (waitpid(pid_, &status, WNOHANG) == pid_) {
+      exitCode_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+      pid_ = -1;
+      return exitCode_;
+    }
+    if (std::chrono::steady_clock::now() >= deadline) return -1;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+void BackgroundProcess::terminate() {
+  if (pid_ <= 0) return;
+  kill(pid_, SIGTERM);
+  if (waitExit(3000) == -1) {
+    kill(pid_, SIGKILL);
+    waitExit(3000);
+  }
+}
+
+std::filesystem::path screenshotDir() {
+  std::filesystem::path dir = std::filesystem::path(MURVELO_BINARY_DIR) / "screenshots";
+  std::filesystem::create_directories(dir);
+  return dir;
+}
+
+}  // namespace murvelo::test

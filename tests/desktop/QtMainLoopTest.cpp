@@ -1,0 +1,69 @@
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QThread>
+#include <atomic>
+#include <thread>
+
+#include "desktop/QtMainLoop.h"
+
+namespace murvelo::desktop {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Runs Qt's loop until `done` or the time runs out.
+bool spinUntil(const std::function<bool()>& done, int timeoutMs = 3000) {
+  QElapsedTimer timer;
+  timer.start();
+  while (!done() && timer.elapsed() < timeoutMs) QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+  return done();
+}
+
+TEST(QtMainLoop, JobsFromAnyThreadRunOnTheLoopThread) {
+  QtMainLoop loop;
+  std::atomic<int> ran{0};
+  std::atomic<int> offThread{0};
+  std::vector<std::thread> workers;
+  for (int t = 0; t < 4; ++t)
+    workers.emplace_back([&] {
+      for (int i = 0; i < 100; ++i)
+        loop.post([&] {
+          if (QThread::currentThread() != loop.thread()) ++offThread;
+          ++ran;
+        });
+    });
+  for (auto& worker : workers) worker.join();
+  EXPECT_TRUE(spinUntil([&] { return ran == 400; }));
+  EXPECT_EQ(offThread, 0);
+}
+
+TEST(QtMainLoop, DelayedJobsRunInDeadlineOrderAndCancelledOnesNever) {
+  QtMainLoop loop;
+  std::vector<int> order;
+  auto start = loop.now();
+  MainLoop::TimePoint firstAt;
+  loop.postAfter(60ms, [&] { order.push_back(60); });
+  auto cancelledHere = loop.postAfter(20ms, [&] { order.push_back(-1); });
+  loop.postAfter(10ms, [&] {
+    firstAt = loop.now();
+    order.push_back(10);
+  });
+  loop.postAfter(40ms, [&] { order.push_back(40); });
+  // Cancelled from another thread, possibly before the loop has armed its timer.
+  std::thread([&] {
+    auto id = loop.postAfter(30ms, [&] { order.push_back(-2); });
+    loop.cancel(id);
+  }).join();
+  loop.cancel(cancelledHere);
+  loop.cancel(987654);  // unknown ids are ignored
+  EXPECT_TRUE(spinUntil([&] { return order.size() == 3; }));
+  spinUntil([] { return false; }, 100);
+  EXPECT_EQ(order, (std::vector<int>{10, 40, 60}));
+  EXPECT_GE(firstAt - start, 10ms);
+  EXPECT_EQ(loop.pendingTimers(), 0u);
+}
+
+}  // namespace
+}  // namespace murvelo::desktop

@@ -1,0 +1,188 @@
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QImage>
+#include <QLineEdit>
+#include <QMenu>
+#include <QScreen>
+
+#include "app/Notices.h"
+#include "desktop/DesktopTestEnvironment.h"
+#include "desktop/RecordingHUD.h"
+#include "desktop/TrayMenu.h"
+
+namespace murvelo::desktop {
+namespace {
+
+void spin(int ms) {
+  QElapsedTimer timer;
+  timer.start();
+  while (timer.elapsed() < ms) QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+}
+
+bool spinUntil(const std::function<bool()>& done, int timeoutMs = 3000) {
+  QElapsedTimer timer;
+  timer.start();
+  while (!done() && timer.elapsed() < timeoutMs) QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+  return done();
+}
+
+// How many distinct colours an image has: a drawn panel has text and an indicator, not one fill.
+int colours(const QImage& image) {
+  QSet<QRgb> seen;
+  for (int y = 0; y < image.height(); ++y)
+    for (int x = 0; x < image.width(); ++x) seen.insert(image.pixel(x, y));
+  return seen.size();
+}
+
+struct Panel {
+  HUDModel model;
+  RecordingHUD hud;
+  explicit Panel(bool reduceMotion = false)
+      : model(&hud), hud([this] { return model.phase(); }, reduceMotion) {}
+  void set(const DictationStatus& status, bool ready) {
+    model.update(status, ready);
+    hud.phaseChanged();
+  }
+};
+
+TEST(RecordingHUD, FloatsWithoutTakingTheFocusAndIdlesWhenHidden) {
+  QLineEdit editor;
+  editor.setWindowTitle("editor");
+  editor.show();
+  editor.activateWindow();
+  editor.setFocus();
+  ASSERT_TRUE(spinUntil([&] { return QApplication::focusWidget() == &editor; }));
+
+  Panel panel;
+  EXPECT_FALSE(panel.hud.refreshing());
+  panel.set(DictationStatus::recording(), false);
+  ASSERT_NE(panel.hud.window(), nullptr);
+  HUDWindow* window = panel.hud.window();
+  ASSERT_TRUE(spinUntil([&] { return window->isVisible(); }));
+  spin(150);
+  EXPECT_EQ(window->size(), QSize(168, 44));
+  auto flags = window->windowFlags();
+  for (auto flag : {Qt::Tool, Qt::FramelessWindowHint, Qt::WindowStaysOnTopHint, Qt::WindowDoesNotAcceptFocus,
+                    Qt::X11BypassWindowManagerHint})
+    EXPECT_TRUE(flags.testFlag(flag)) << flag;
+  EXPECT_EQ(QApplication::focusWidget(), &editor);
+  EXPECT_EQ(QGuiApplication::focusWindow(), editor.windowHandle());
+
+  // Bottom centre of the screen.
+  QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+  EXPECT_EQ(window->x(), area.left() + (area.width() - 168) / 2);
+  EXPECT_GT(window->y(), area.center().y());
+  EXPECT_LE(window->geometry().bottom(), area.bottom());
+
+  EXPECT_TRUE(panel.hud.refreshing());
+  int tick = window->tick;
+  spin(200);
+  EXPECT_GT(window->tick, tick) << "the indicator turns while listening";
+
+  panel.set(DictationStatus::idle(), true);
+  EXPECT_FALSE(panel.hud.refreshing());
+  EXPECT_TRUE(spinUntil([&] { return !window->isVisible(); }));
+}
+
+TEST(RecordingHUD, IndicatorStillForHintsNoticesAndReducedMotion) {
+  struct Case {
+    DictationStatus status;
+    bool reduceMotion;
+    bool turns;
+  };
+  const Case cases[] = {
+      {DictationStatus::transcribing(), false, true},
+      {DictationStatus::message(std::string(notices::kCopied)), false, false},
+      {DictationStatus::message(std::string(notices::kNoWords)), false, false},
+      {DictationStatus::recording(), true, false},
+  };
+  for (const auto& c : cases) {
+    Panel panel(c.reduceMotion);
+    panel.set(c.status, true);
+    HUDWindow* window = panel.hud.window();
+    ASSERT_NE(window, nullptr);
+    int tick = window->tick;
+    spin(150);
+    EXPECT_EQ(window->tick > tick, c.turns) << c.status.text;
+    panel.set(DictationStatus::idle(), true);
+  }
+}
+
+TEST(RecordingHUD, ScreenshotsOfEveryPhase) {
+  const std::pair<const char*, DictationStatus> phases[] = {
+      {"starting", DictationStatus::recording()},
+      {"recording", DictationStatus::recording()},
+      {"transcribing", DictationStatus::transcribing()},
+      {"cleaning", DictationStatus::cleaning()},
+      {"typing", DictationStatus::message(std::string(notices::kTyping))},
+      {"pasteHint", DictationStatus::message(std::string(notices::kCopied))},
+      {"notice", DictationStatus::message(std::string(notices::kNoAudio))},
+      {"notice-no-tray", DictationStatus::message(std::string(notices::kNoTray))},
+  };
+  auto dir = test::screenshotDir();
+  QImage previous;
+  std::string previousText;
+  for (const auto& [name, status] : phases) {
+    Panel panel;
+    panel.set(status, std::string_view(name) != "starting");
+    ASSERT_TRUE(spinUntil([&] { return panel.hud.window()->isVisible(); }));
+    spin(60);
+    QImage shot = panel.hud.window()->grab().toImage();
+    EXPECT_EQ(shot.size(), QSize(168, 44));
+    EXPECT_GT(colours(shot), 8) << name;
+    std::string text = panel.model.phase()->text();
+    if (text != previousText) {
+      EXPECT_NE(shot, previous) << name;
+    }
+    previousText = text;
+    EXPECT_TRUE(shot.save(QString::fromStdString((dir / ("hud-" + std::string(name) + ".png")).string())));
+    previous = shot;
+    panel.set(DictationStatus::idle(), true);
+  }
+}
+
+TEST(TrayMenu, RecentDictationsCopyAndTheMenuIsPictured) {
+  std::string copied;
+  int pauses = 0;
+  std::optional<CleanupLevel> level;
+  std::vector<std::string> recent = {
+      "Send the report to Maria & Tom before Friday, with the figures from the "
+      "third quarter attached.",
+      "Thanks."};
+  TrayMenu tray({[&] { ++pauses; }, [&](CleanupLevel chosen) { level = chosen; }, [&] { return recent; },
+                 [&](const std::string& text) { copied = text; }, nullptr, nullptr, nullptr});
+  tray.setStatus("Ready — hold Right Alt to dictate", false);
+  tray.setLevel(CleanupLevel::light);
+  tray.refreshRecent();
+  auto actions = tray.recentMenu()->actions();
+  ASSERT_GE(actions.size(), 2);
+  EXPECT_EQ(actions[0]->text().size(), TrayMenu::kPreviewChars + 1) << "one & doubled";
+  EXPECT_TRUE(actions[0]->text().endsWith("…"));
+  actions[0]->trigger();
+  EXPECT_EQ(copied, recent[0]) << "the whole text, not the preview";
+
+  tray.pauseAction()->trigger();
+  EXPECT_EQ(pauses, 1);
+  tray.setPaused(true);
+  EXPECT_EQ(tray.pauseAction()->text(), "Resume talk key");
+
+  tray.menu()->popup(QPoint(400, 200));
+  ASSERT_TRUE(spinUntil([&] { return tray.menu()->isVisible(); }));
+  spin(100);
+  QImage shot = tray.menu()->grab().toImage();
+  EXPECT_GT(colours(shot), 8);
+  EXPECT_TRUE(shot.save(QString::fromStdString((test::screenshotDir() / "tray-menu.png").string())));
+  tray.recentMenu()->popup(QPoint(620, 260));
+  ASSERT_TRUE(spinUntil([&] { return tray.recentMenu()->isVisible(); }));
+  spin(100);
+  EXPECT_TRUE(tray.recentMenu()->grab().toImage().save(
+      QString::fromStdString((test::screenshotDir() / "tray-menu-recent.png").string())));
+  tray.recentMenu()->hide();
+  tray.menu()->hide();
+}
+
+}  // namespace
+}  // namespace murvelo::desktop
