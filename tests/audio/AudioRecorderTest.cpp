@@ -251,6 +251,19 @@ TEST_F(AudioRecorderTest, AllZeroCaptureNeverSignalsAudioAndForcesARebuild) {
   EXPECT_EQ(session.configures, 2);
 }
 
+// A short tap ends before the microphone delivers anything: that is no dead session.
+TEST_F(AudioRecorderTest, CancelledEmptyCaptureKeepsTheSession) {
+  startOK();
+  recorder.cancel();
+  EXPECT_FALSE(logged(logs.sink(), "capture produced ZERO buffers — session is dead, forcing rebuild"));
+  EXPECT_FALSE(recorder.pendingInvalidation());
+  recorder.stopSession(true);
+  settleStop();
+  EXPECT_TRUE(recorder.isConfigured());
+  startOK();
+  EXPECT_EQ(session.configures, 1);
+}
+
 TEST_F(AudioRecorderTest, LevelsAreTheLastBufferAndThePeakOfTheCapture) {
   startOK();
   session.deliver(std::vector<float>(100, 0.5f));
