@@ -160,7 +160,7 @@ void DictationController::noAudioProbe(std::int64_t generation) {
 
 // Ends the current capture without a run.
 void DictationController::cancelRecording() {
-  services_.recorder.stop();
+  services_.recorder.cancel();
   services_.recorder.stopSession(false);
   recordingStartedAt_.reset();
   pendingRequestedAt_.reset();
@@ -201,9 +201,10 @@ void DictationController::keyUp() {
 void DictationController::startRun(double heldSeconds) {
   services_.loop.cancel(probeTimer_);
   processing_ = true;
-  setStatus(DictationStatus::transcribing());
   std::int64_t number = ++runID_;
+  // Counted in flight before anyone is told it is transcribing.
   inflightRuns_.insert(number);
+  setStatus(DictationStatus::transcribing());
 
   Run& run = runs_[number];
   run.number = number;
@@ -215,6 +216,7 @@ void DictationController::startRun(double heldSeconds) {
   // The capture ends now, before anything else can start a new one.
   run.audio = services_.recorder.stop();
   run.facts = services_.recorder.facts();
+  if (services_.capture) runCaptureGeneration_ = services_.capture->captureGeneration();
   services_.recorder.stopSession(false);
   recordingStartedAt_.reset();
   pendingRequestedAt_.reset();
@@ -255,6 +257,11 @@ void DictationController::captureSettled(std::int64_t generation, std::int64_t s
     return;
   }
   kLog.info("capture settled stop=" + std::to_string(stopMs) + "ms");
+  if (generation != runCaptureGeneration_) {
+    // A cancelled capture (a short tap, no audio) says nothing about how fast the microphone starts.
+    kLog.info("capture settled without a run — snapshot skipped");
+    return;
+  }
   RecorderFacts facts = services_.recorder.facts();
   if (!facts.deviceID.empty()) services_.settings.recordMicrophoneStartup(facts.deviceID, facts.startupMs);
 }

@@ -170,6 +170,8 @@ class DictationController : public DictationKeyTarget {
   PasteQueue pasteQueue_;
   bool drainingPaste_ = false;
   std::optional<MainLoop::TimePoint> recordingStartedAt_;
+  // The capture a run stopped last: only its settling feeds the microphone's startup history.
+  std::int64_t runCaptureGeneration_ = -1;
   bool recordingUsedDictationEngine_ = false;
 
   std::int64_t recordingGeneration_ = 0;  // rises at every started recording

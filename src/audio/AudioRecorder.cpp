@@ -238,7 +238,11 @@ void AudioRecorder::onBuffer(std::vector<float> samples) {
 
 // ---- stop ----
 
-CapturedAudio AudioRecorder::stop() {
+CapturedAudio AudioRecorder::stop() { return end(true); }
+
+void AudioRecorder::cancel() { end(false); }
+
+CapturedAudio AudioRecorder::end(bool forRun) {
   std::shared_ptr<LiveBufferStream> live;
   CapturedAudio audio;
   {
@@ -252,7 +256,7 @@ CapturedAudio AudioRecorder::stop() {
     audio.format = inputFormat_;
   }
   if (live) live->finish();
-  if (audio.buffers.empty()) {
+  if (forRun && audio.buffers.empty()) {
     kLog.error("capture produced ZERO buffers — session is dead, forcing rebuild");
     invalidate("zero buffers");
   }

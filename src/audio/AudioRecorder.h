@@ -49,6 +49,7 @@ class AudioRecorder : public Recorder, public CaptureLifecycle {
   // Recorder
   Result<std::shared_ptr<LiveBufferStream>, RecorderError> start(std::function<void()> onFirstAudio) override;
   CapturedAudio stop() override;
+  void cancel() override;
   void stopSession(bool immediate) override;
   Result<std::optional<std::filesystem::path>, RecorderError> writeWAV(
       const CapturedAudio& captured) override;
@@ -66,6 +67,8 @@ class AudioRecorder : public Recorder, public CaptureLifecycle {
   std::optional<AudioFormat> inputFormat() const;
 
  private:
+  // Ends the capture; only a run's capture that produced nothing marks the session dead.
+  CapturedAudio end(bool forRun);
   std::optional<RecorderError> configure(const CaptureDevice& device);
   void beginSessionStop(std::int64_t generation);
   void stopCompleted(std::int64_t generation);

@@ -44,6 +44,9 @@ class Recorder {
       std::function<void()> onFirstAudio) = 0;
   // Ends the capture and hands over its buffers.
   virtual CapturedAudio stop() = 0;
+  // Ends a capture that makes no run (a short tap, a microphone that gave nothing): its buffers
+  // are dropped, and an empty capture is then no sign of a dead session.
+  virtual void cancel() { stop(); }
   // Stops the running session off the main thread; called right after stop().
   virtual void stopSession(bool immediate) = 0;
   // A 16 kHz 16-bit mono WAV file of `captured` that the caller owns and deletes, or no file

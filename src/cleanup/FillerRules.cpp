@@ -23,6 +23,7 @@ const std::string kF5 = R"((?i)(?:^|[,.!?…\n]\s*)(?:like|you know),)";
 // A bare "like" between two words; whether it is a filler is for the word sets to say.
 const std::string kBareLike =
     R"((?<![\p{L}\p{N}'’])([\p{L}'’]+)[ \t]+(?i:like)[ \t]+(?=([\p{L}'’]+)(?![\p{L}'’])))";
+const std::string kSeriesBefore = R"(,[ \t]+[^\s,]+$)";
 const std::string kRomanNumeral = R"(^[IVXivx]+[.,!?]?$)";
 
 // After a comma-enclosed filler, a new clause keeps a comma; a phrase that runs on does not.
@@ -30,6 +31,13 @@ bool takesComma(const std::string& before, const std::string& after) {
   if (words::contains(Set::fillerFunctionWords, before)) return false;
   return words::contains(Set::subjects, after) || words::contains(Set::conjunctions, after) ||
          words::contains(Set::sentenceStarters, after);
+}
+
+// "eggs, like, flour, and sugar": in a comma series the filler's comma is the item separator.
+bool inCommaSeries(const icu::UnicodeString& text, const Match& m) {
+  const icu::UnicodeString next = m.text(text, 3);
+  if (!next.isEmpty() && next.endsWith(u",")) return true;
+  return containsMatch(kSeriesBefore, icu::UnicodeString(text, 0, m.groups[1].end()));
 }
 
 icu::UnicodeString capitalised(const icu::UnicodeString& word) {
@@ -59,7 +67,7 @@ std::vector<FillerRule> fillerRules(bool sentenceStart) {
            return Replacement{m.range(), u""};
          }
          const bool comma = !u_ispunct(word.char32At(word.length() - 1)) &&
-                            takesComma(wordCore(word), wordCore(m.text(text, 3)));
+                            (inCommaSeries(text, m) || takesComma(wordCore(word), wordCore(m.text(text, 3))));
          return Replacement{m.range(), word + (comma ? u", " : u" ")};
        }},
       {"filler-before-end", &kF2,
@@ -129,7 +137,7 @@ bool fillerPass(icu::UnicodeString& text, bool sentenceStart) {
 }  // namespace
 
 std::vector<std::string> fillerPatterns() {
-  std::vector<std::string> patterns = {kF1, kF2, kF3, kF4, kF5, kBareLike, kRomanNumeral};
+  std::vector<std::string> patterns = {kF1, kF2, kF3, kF4, kF5, kBareLike, kSeriesBefore, kRomanNumeral};
   for (const auto& rule : kNormaliser) patterns.emplace_back(rule.pattern);
   return patterns;
 }

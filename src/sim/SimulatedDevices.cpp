@@ -2,6 +2,8 @@
 
 #include <unicode/unistr.h>
 
+#include <utility>
+
 #include "base/Log.h"
 
 namespace murvelo::sim {
@@ -121,10 +123,24 @@ void SimulatedSpeech::finishStreaming(std::function<void(std::optional<std::stri
       loop_.postAfter(answer.after, [done = std::move(done), text = *answer.text] { done(text); });
     return;
   }
+  // The stream ends on its own clock from key-up, whether or not its race has begun.
+  struct Stream {
+    std::optional<std::string> text;
+    StreamingFinalizationCoordinator::Finished waiter;
+  };
+  auto stream = std::make_shared<Stream>();
+  if (answer.text)
+    loop_.postAfter(answer.after, [stream, text = *answer.text] {
+      stream->text = text;
+      if (auto waiter = std::exchange(stream->waiter, nullptr)) waiter(text);
+    });
   MainLoop& loop = loop_;
   coordinator_->race(
-      [&loop, answer](StreamingFinalizationCoordinator::Finished finished) {
-        if (answer.text) loop.postAfter(answer.after, [finished, text = *answer.text] { finished(text); });
+      [stream](StreamingFinalizationCoordinator::Finished finished) {
+        if (stream->text)
+          finished(*stream->text);
+        else
+          stream->waiter = std::move(finished);
       },
       kFinalizeLimit,
       [&loop, done = std::move(done)](RaceOutcome outcome) {

@@ -1,6 +1,7 @@
 #include "speech/StreamingFinalizationCoordinator.h"
 
 #include <algorithm>
+#include <deque>
 
 #include "base/Log.h"
 #include "base/Uuid.h"
@@ -16,6 +17,13 @@ struct PendingFinalizer {
   bool exitedAfterTimeout = false;
 };
 
+struct QueuedRace {
+  std::string id;
+  StreamingFinalizationCoordinator::Work work;
+  StreamingFinalizationCoordinator::Duration limit;
+  std::function<void(RaceOutcome)> done;
+};
+
 }  // namespace
 
 // Everything the timer and watcher callbacks touch; they hold it weakly so a late callback after
@@ -26,7 +34,10 @@ struct StreamingFinalizationCoordinator::State {
   Timer& timer;
   std::function<void()> onRetired;
   mutable std::mutex mutex;
+  // One race at a time: a finaliser that overlaps another waits its turn, so each is judged on
+  // its own clock and one that hangs is quarantined whatever else is in flight.
   std::optional<PendingFinalizer> finalizing;
+  std::deque<QueuedRace> waiting;
   std::optional<std::string> quarantine;  // id of the finaliser that lost its race
   std::optional<Timer::TimePoint> quarantineStartedAt;
   Duration quarantineBackoff = kMinBackoff;
@@ -48,9 +59,10 @@ struct StreamingFinalizationCoordinator::State {
     onRetired();
   }
 
-  RaceOutcome settle(const std::string& id, RaceOutcome outcome) {
+  // Decides race `id` and hands over the slot to the next waiting race, if any.
+  std::pair<RaceOutcome, std::optional<QueuedRace>> settle(const std::string& id, RaceOutcome outcome) {
     std::lock_guard lock(mutex);
-    if (!finalizing || finalizing->id != id) return RaceOutcome::timedOut();
+    if (!finalizing || finalizing->id != id) return {RaceOutcome::timedOut(), std::nullopt};
     bool exitedAfterTimeout = finalizing->exitedAfterTimeout;
     finalizing.reset();
     if (outcome.kind == RaceOutcome::Kind::timedOut && !exitedAfterTimeout) {
@@ -60,7 +72,36 @@ struct StreamingFinalizationCoordinator::State {
       quarantineBackoff = minBackoff;
       abandonedFinalizers = 0;
     }
-    return outcome;
+    std::optional<QueuedRace> next;
+    if (!waiting.empty()) {
+      next = std::move(waiting.front());
+      waiting.pop_front();
+      finalizing = PendingFinalizer{next->id, false};
+    }
+    return {std::move(outcome), std::move(next)};
+  }
+
+  static void start(const std::shared_ptr<State>& state, QueuedRace race) {
+    auto gate = std::make_shared<OneShotGate>();
+    std::weak_ptr<State> weak = state;
+    const std::string id = race.id;
+
+    // The watcher: the work's own end resolves the gate, then reports the exit.
+    race.work([gate, weak, id](std::string text) {
+      gate->resolve(RaceOutcome::completed(std::move(text)));
+      if (auto state = weak.lock()) state->exited(id);
+    });
+
+    auto timerId = state->timer.postAfter(race.limit, [gate] { gate->resolve(RaceOutcome::timedOut()); });
+
+    gate->wait([weak, id, timerId, done = std::move(race.done)](RaceOutcome outcome) {
+      auto state = weak.lock();
+      if (!state) return;
+      state->timer.cancel(timerId);
+      auto [decided, next] = state->settle(id, std::move(outcome));
+      done(std::move(decided));
+      if (next) start(state, std::move(*next));
+    });
   }
 };
 
@@ -93,28 +134,16 @@ bool StreamingFinalizationCoordinator::isQuarantined() {
 
 void StreamingFinalizationCoordinator::race(Work work, Duration limit,
                                             std::function<void(RaceOutcome)> done) {
-  std::string id = makeUuid();
-  auto gate = std::make_shared<OneShotGate>();
+  QueuedRace race{makeUuid(), std::move(work), limit, std::move(done)};
   {
     std::lock_guard lock(state_->mutex);
-    state_->finalizing = PendingFinalizer{id, false};
+    if (state_->finalizing) {
+      state_->waiting.push_back(std::move(race));
+      return;
+    }
+    state_->finalizing = PendingFinalizer{race.id, false};
   }
-  std::weak_ptr<State> weak = state_;
-
-  // The watcher: the work's own end resolves the gate, then reports the exit.
-  work([gate, weak, id](std::string text) {
-    gate->resolve(RaceOutcome::completed(std::move(text)));
-    if (auto state = weak.lock()) state->exited(id);
-  });
-
-  auto timerId = state_->timer.postAfter(limit, [gate] { gate->resolve(RaceOutcome::timedOut()); });
-
-  gate->wait([weak, id, timerId, done = std::move(done)](RaceOutcome outcome) {
-    auto state = weak.lock();
-    if (!state) return;
-    state->timer.cancel(timerId);
-    done(state->settle(id, std::move(outcome)));
-  });
+  State::start(state_, std::move(race));
 }
 
 void StreamingFinalizationCoordinator::finalizerExited(const std::string& id) { state_->exited(id); }

@@ -36,6 +36,8 @@ class StreamingFinalizationCoordinator {
   // has run out (and then answers false).
   bool isQuarantined();
   // Runs `work` against `limit`; `done` gets the outcome on the thread that decided the race.
+  // Races run one at a time in the order they were asked for: a later one waits (its work not
+  // yet started, its clock not yet running) until the one before it is decided.
   void race(Work work, Duration limit, std::function<void(RaceOutcome)> done);
   // The watcher's report that the finaliser of race `id` has ended.
   void finalizerExited(const std::string& id);

@@ -331,6 +331,37 @@ TEST_F(ControllerTest, CaptureSettling) {
   EXPECT_TRUE(hasLog("capture settled after a newer start — snapshot skipped"));
 }
 
+// Captures cancelled before the microphone woke (a short tap) or because it gave nothing (the
+// no-audio probe) leave the startup history alone.
+TEST_F(ControllerTest, CancelledCapturesTakeNoStartupSnapshot) {
+  recorder.stopSettlesAfter = 40ms;
+  press(0ms);
+  release(50ms);
+  recorder.silenceNextCapture();
+  press(1000ms);
+  at(4100ms);
+  release(4200ms);
+  finish();
+  EXPECT_TRUE(hasLog("capture settled without a run — snapshot skipped"));
+  EXPECT_EQ(settings().microphoneStartupHistory(), [] {
+    InMemoryDefaultsStore scratch;
+    return AppSettings(scratch).microphoneStartupHistory();
+  }());
+}
+
+// Whoever sees "transcribing" finds the run already counted.
+TEST_F(ControllerTest, TranscribingIsShownOnlyOnceTheRunIsInFlight) {
+  std::vector<std::size_t> inflightWhenTranscribing;
+  controller->setStatusObserver([&](const DictationStatus& status, bool) {
+    if (status.is(SK::transcribing)) inflightWhenTranscribing.push_back(controller->inflightRuns().size());
+  });
+  speech.scriptStream(ScriptedAnswer::says("a", 10ms));
+  press(0ms);
+  release(1000ms);
+  finish();
+  EXPECT_EQ(inflightWhenTranscribing, std::vector<std::size_t>{1});
+}
+
 TEST_F(ControllerTest, DeviceHintsShowOncePerDeviceAndKind) {
   struct Case {
     bool substituted;

@@ -251,6 +251,19 @@ TEST_F(AudioRecorderTest, AllZeroCaptureNeverSignalsAudioAndForcesARebuild) {
   EXPECT_EQ(session.configures, 2);
 }
 
+// A short tap ends before the microphone delivers anything: that is no dead session.
+TEST_F(AudioRecorderTest, CancelledEmptyCaptureKeepsTheSession) {
+  startOK();
+  recorder.cancel();
+  EXPECT_FALSE(logged(logs.sink(), "capture produced ZERO buffers — session is dead, forcing rebuild"));
+  EXPECT_FALSE(recorder.pendingInvalidation());
+  recorder.stopSession(true);
+  settleStop();
+  EXPECT_TRUE(recorder.isConfigured());
+  startOK();
+  EXPECT_EQ(session.configures, 1);
+}
+
 TEST_F(AudioRecorderTest, LevelsAreTheLastBufferAndThePeakOfTheCapture) {
   startOK();
   session.deliver(std::vector<float>(100, 0.5f));
@@ -299,6 +312,8 @@ TEST_F(AudioRecorderTest, SessionStopWaitsForTheCaptureTailThenRunsOffTheMainThr
       [&](std::int64_t generation, std::int64_t) { settledGeneration = generation; });
   startOK();
   session.deliver({0.1f});
+  // Held, so a fast worker cannot finish the stop before the check below looks at it.
+  session.holdStops();
   recorder.stop();
   recorder.stopSession(false);
   loop.advance(299ms);
@@ -306,6 +321,7 @@ TEST_F(AudioRecorderTest, SessionStopWaitsForTheCaptureTailThenRunsOffTheMainThr
   EXPECT_EQ(session.stops.load(), 0);
   loop.advance(1ms);
   EXPECT_TRUE(recorder.stopInFlight());
+  session.releaseStops();
   settleStop();
   EXPECT_EQ(session.stops.load(), 1);
   EXPECT_FALSE(session.isRunning());

@@ -194,6 +194,9 @@ TEST(TidyFillers, CommaMarkedAndBareFillers) {
       {"The, you know, the plan.", "The plan."},
       {"I was, like, totally lost.", "I was totally lost."},
       {"I went there, like, we had fun.", "I went there, we had fun."},
+      // In a comma series the filler's comma separates the items.
+      {"We need eggs, like, flour, and sugar.", "We need eggs, flour, and sugar."},
+      {"I packed socks, shirts, you know, shoes and a hat.", "I packed socks, shirts, shoes and a hat."},
       {"It was, you know.", "It was."},
       {"So like, we went home.", "So we went home."},
       {"But like, you know, it was fine.", "But it was fine."},

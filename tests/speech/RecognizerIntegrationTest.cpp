@@ -168,6 +168,42 @@ TEST_F(PocketSphinxIntegrationTest, StreamingFromA48kHzMicrophoneRecognisesSpeec
   EXPECT_LE(total.errorRate(), kMaxOverallWER);
 }
 
+// The live words must be as good as the file's: each clip is one dictation through a streaming
+// session fed 20 ms buffers of a 48 kHz microphone (untimed, so load cannot lose words), then the
+// same clip through the file path.
+TEST_F(PocketSphinxIntegrationTest, StreamingCostsNoMoreWordsThanTheFilePath) {
+  WER::Result streamed, filed;
+  auto add = [](WER::Result& total, const WER::Result& one) {
+    total.hits += one.hits;
+    total.substitutions += one.substitutions;
+    total.deletions += one.deletions;
+    total.insertions += one.insertions;
+  };
+  for (const auto& clip : librivoxClips()) {
+    auto samples = readAudioFile(clip.file, 48000);
+    ASSERT_TRUE(samples.ok());
+    std::string text;
+    auto session =
+        recognizer->makeSession(Recognizer::Mode::streaming, [&](std::string_view t) { text += t; });
+    ASSERT_TRUE(session.ok());
+    auto converter = AudioConverter::make(AudioFormat{48000, 1}, recognizer->analysisSampleRate());
+    std::vector<float> converted;
+    for (std::size_t at = 0; at < samples.value().size(); at += 960) {
+      converted.clear();
+      auto count = std::min<std::size_t>(960, samples.value().size() - at);
+      ASSERT_TRUE(converter->convert(std::span<const float>(samples.value().data() + at, count), converted));
+      ASSERT_TRUE(session.value()->feed(converted));
+    }
+    converted.clear();
+    converter->flush(converted);
+    ASSERT_TRUE(session.value()->feed(converted));
+    ASSERT_TRUE(session.value()->finish());
+    add(streamed, WER::score(clip.transcript, text));
+    add(filed, WER::score(clip.transcript, transcribe(engine, loop, clip.file)));
+  }
+  EXPECT_LE(streamed.errorRate(), filed.errorRate() + 0.02);
+}
+
 class WhisperIntegrationTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {

@@ -47,6 +47,43 @@ class CoordinatorTest : public ::testing::Test {
   StreamingFinalizationCoordinator coordinator{timer, [this] { ++retired; }};
 };
 
+// Two dictations whose finalisations overlap: each is judged on its own, in run order.
+TEST_F(CoordinatorTest, OverlappingRacesAreDecidedOneAfterTheOtherInRunOrder) {
+  struct Case {
+    const char* name;
+    std::optional<std::chrono::milliseconds> first, second;  // after each race starts; none: hangs
+    Kind firstOutcome, secondOutcome;
+    bool quarantined;
+  };
+  const Case cases[] = {
+      {"both finish", 2000ms, 2900ms, Kind::completed, Kind::completed, false},
+      {"the first hangs", std::nullopt, 100ms, Kind::timedOut, Kind::completed, true},
+      {"the second hangs", 2000ms, std::nullopt, Kind::completed, Kind::timedOut, true},
+  };
+  for (const auto& c : cases) {
+    ManualLoop caseLoop;
+    StreamingFinalizationCoordinator sut(caseLoop, [] {});
+    std::vector<std::pair<std::string, RaceOutcome>> decided;
+    auto work = [&](std::optional<std::chrono::milliseconds> after, std::string text) {
+      return [&caseLoop, after, text](StreamingFinalizationCoordinator::Finished finished) {
+        if (after) caseLoop.postAfter(*after, [finished, text] { finished(text); });
+      };
+    };
+    sut.race(work(c.first, "one"), 3s, [&](RaceOutcome o) { decided.emplace_back("first", o); });
+    caseLoop.advance(500ms);
+    sut.race(work(c.second, "two"), 3s, [&](RaceOutcome o) { decided.emplace_back("second", o); });
+    caseLoop.advance(10s);
+    ASSERT_EQ(decided.size(), 2u) << c.name;
+    EXPECT_EQ(decided[0].first, "first") << c.name;
+    EXPECT_EQ(decided[0].second.kind, c.firstOutcome) << c.name;
+    EXPECT_EQ(decided[1].second.kind, c.secondOutcome) << c.name;
+    if (c.secondOutcome == Kind::completed) {
+      EXPECT_EQ(decided[1].second.text, "two") << c.name;
+    }
+    EXPECT_EQ(sut.hasQuarantinedFinalizer(), c.quarantined) << c.name;
+  }
+}
+
 TEST_F(CoordinatorTest, WorkFinishingJustInsideOrOutsideTheLimit) {
   struct Case {
     std::chrono::milliseconds finishesAfter;

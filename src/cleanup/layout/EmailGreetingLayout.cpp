@@ -25,6 +25,28 @@ const std::string kConditionComma =
     "(?:^|(?<=[.!?])[ \\t]+|(?<=\\n))((?i:if)\\b[^.!?,\\n]{1,100}?\\b(?i:by|before|after|until)[ \\t]+" +
     kTime + ")[ \\t]+((?:(?i:please)[ \\t]+)?(?i:" + kConditionImperatives + ")\\b)";
 
+icu::UnicodeString capitalisedWord(const icu::UnicodeString& word) {
+  const UChar32 first = word.char32At(0);
+  if (!u_islower(first)) return word;
+  icu::UnicodeString out;
+  out.append(u_toupper(first));
+  return out.append(word, U16_LENGTH(first), word.length() - U16_LENGTH(first));
+}
+
+// "mr smith" or "Mr Smith": the title with its full stop, then the name, both capitalised.
+icu::UnicodeString titled(const icu::UnicodeString& addressee) {
+  std::int32_t end = 0;
+  while (end < addressee.length() && u_isalpha(addressee.char32At(end))) end = addressee.moveIndex32(end, 1);
+  icu::UnicodeString out = capitalisedWord(icu::UnicodeString(addressee, 0, end));
+  out.append(u'.');
+  std::int32_t at = end;
+  while (at < addressee.length() &&
+         (addressee[at] == u'.' || addressee[at] == u' ' || addressee[at] == u'\t'))
+    ++at;
+  out.append(u' ').append(capitalisedWord(icu::UnicodeString(addressee, at)));
+  return out;
+}
+
 }  // namespace
 
 std::optional<std::int32_t> layoutGreeting(LayoutText& text) {
@@ -39,12 +61,11 @@ std::optional<std::int32_t> layoutGreeting(LayoutText& text) {
   icu::UnicodeString line = match.text(message, 1);
   if (match.has(2)) {
     icu::UnicodeString addressee = match.text(message, 2);
-    // A name written in lower case is capitalised; group and family words stay as spoken.
-    const UChar32 first = addressee.char32At(0);
-    if (u_islower(first) && matchesWhole(kLowerCaseName + ".*", addressee + u",")) {
-      icu::UnicodeString upper;
-      upper.append(u_toupper(first));
-      addressee.replace(0, U16_LENGTH(first), upper);
+    if (matchesWhole(kTitledName + ".*", addressee + u",")) {
+      addressee = titled(addressee);
+    } else if (u_islower(addressee.char32At(0)) && matchesWhole(kLowerCaseName + ".*", addressee + u",")) {
+      // A name written in lower case is capitalised; group and family words stay as spoken.
+      addressee = capitalisedWord(addressee);
     }
     line.append(u' ').append(addressee);
   }

@@ -11,9 +11,10 @@ using namespace vocabulary;
 
 // A capitalised name word that is not one of the never-a-name words. (The capital is checked first:
 // it is far cheaper than the word list.)
-// Day words are left out so that "Hi Mom Monday ..." does not address someone called Monday.
+// Day words are left out so that "Hi Mom Monday ..." does not address someone called Monday, and
+// titles because a title is never the name itself.
 inline const std::string kNameWord =
-    "(?=\\p{Lu})(?!(?i:" + kNeverNames + "|" + kDayWords + ")\\b)\\p{Lu}[\\p{L}\\p{M}'’\\-]*";
+    "(?=\\p{Lu})(?!(?i:" + kNeverNames + "|" + kDayWords + "|" + kTitles + ")\\b)\\p{Lu}[\\p{L}\\p{M}'’\\-]*";
 // One to three name words, with an optional title ("Dr. Jane Smith").
 inline const std::string kName =
     "(?:(?:" + kTitles + ")\\.[ \\t]+)?" + kNameWord + "(?:[ \\t]+" + kNameWord + "){0,2}";
@@ -41,13 +42,19 @@ inline const std::string kFamily = "(?i:(?:my[ \\t]+)?(?:" + kFamilyAddressees +
 // look, ..."); it is then capitalised.
 inline const std::string kLowerCaseName =
     "(?=\\p{Ll})(?!(?i:" + kNeverNames + "|" + kBodyOpeners + "|" + kGroupAddressees + "|" +
-    kFamilyAddressees +
+    kFamilyAddressees + "|" + kTitles +
     "|look|listen|wait|guess|check|come|stop|now|why|yeah|well|again|back|honey|sweetie|dear|love|babe|"
     "sir|madam|ma'am|folks|um|uh)\\b)\\p{Ll}[\\p{L}\\p{M}'’\\-]+(?=[ \\t]*[,.!]|[ \\t]+(?i:" +
     kBodyOpeners + ")\\b)";
+// A title in any case, with or without its full stop, and the name after it, which may be written
+// in lower case ("dear mr. smith,"): the title is never the name itself.
+inline const std::string kTitledName =
+    "(?i:" + kTitles + ")\\.?[ \\t]+(?:" + kNameWord + "(?:[ \\t]+" + kNameWord +
+    "){0,2}|(?!(?i:" + kNeverNames + "|" + kBodyOpeners +
+    ")\\b)\\p{Ll}[\\p{L}\\p{M}'’\\-]+(?=[ \\t]*[,.!]|[ \\t]+(?i:" + kBodyOpeners + ")\\b))";
 // Who a greeting addresses: two names joined by "and" or "&" are one addressee.
-inline const std::string kAddressee = "(?:" + kName + "(?:[ \\t]+(?:and|&)[ \\t]+" + kName + ")?|" + kFamily +
-                                      "|" + kGroup + "|" + kLowerCaseName + ")";
+inline const std::string kAddressee = "(?:" + kTitledName + "|" + kName + "(?:[ \\t]+(?:and|&)[ \\t]+" +
+                                      kName + ")?|" + kFamily + "|" + kGroup + "|" + kLowerCaseName + ")";
 
 inline const std::string kGreeting = "(?i:" + kGreetingWords + ")";
 

@@ -63,6 +63,13 @@ std::optional<icu::UnicodeString> parentheticalFiller(const icu::UnicodeString& 
   return icu::UnicodeString(u" ");
 }
 
+// "as a, as a rule": a restarted opening phrase stands once.
+std::optional<icu::UnicodeString> repeatedOpenPhrase(const icu::UnicodeString& text, const Match& match) {
+  icu::UnicodeString out = match.text(text, 1);
+  out.append(u' ');
+  return out;
+}
+
 struct PhraseRule {
   const char* id;
   std::string pattern;
@@ -70,6 +77,9 @@ struct PhraseRule {
 };
 
 const PhraseRule kPhraseRules[] = {
+    {"repeated-open-phrase",
+     R"(\b((?i:as|in|on|at|for|with|to|from|of) (?:a|an|the)),[ \t]+(?i:\1)[ \t]+(?=\p{L}))",
+     repeatedOpenPhrase},
     {"atomic-determiner-filler-restart",
      R"((?i)\b(the|a|an|this|these|those),[ \t]*you know,[ \t]*\1[ \t]+(?=\p{L}))", determinerRestart},
     {"parenthetical-filler", R"((?i),[ \t]*(you know|I mean)[ \t]*,[ \t]*)", parentheticalFiller},

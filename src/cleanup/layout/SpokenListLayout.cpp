@@ -28,6 +28,9 @@ const std::string kDictatedSemicolon = R"((?i)\bsemicolon\b|;)";
 // "the word semicolon" names the word; it separates nothing.
 const std::string kSemicolonAsWord =
     R"((?i)\b(?:word|term|phrase|token|label|text)[ \t]+semicolon\b|\bsemicolon[ \t]+semicolon\b)";
+// The same once cleanup has written the named word as a mark ("the word; is ...").
+const std::string kDictatedSemicolonAsWord =
+    R"((?i)\b(?:word|term|phrase|token|label|text)[ \t]*;|;[ \t]*;|\bsemicolon[ \t]*;|;[ \t]*semicolon\b)";
 const std::string kColonBefore = R"((?i)(?::|\bcolon\b)[ \t]+(?=\S))";
 
 struct Marker {
@@ -99,6 +102,7 @@ void layoutSpokenSemicolons(LayoutText& text) {
   for (const TextRange sentence : sentencesOf(current, text.messageStart)) {
     const icu::UnicodeString body(current, sentence.location, sentence.length);
     if (containsMatch(kSemicolonAsWord, body)) continue;
+    if (text.dictatedSemicolon && containsMatch(kDictatedSemicolonAsWord, body)) continue;
     auto separators = findAll(text.dictatedSemicolon ? kDictatedSemicolon : kSpokenSemicolon, body);
     if (!separators || separators->empty()) continue;
     bool listed = false;
