@@ -355,7 +355,7 @@ void AudioRecorder::onEvent(const SessionEvent& event) {
 
 Result<std::optional<std::filesystem::path>, RecorderError> AudioRecorder::writeWAV(
     const CapturedAudio& captured) {
-  return murvelo::writeWAV(captured, Paths::runtimeDir());
+  return murvelo::writeWAV(captured, Paths::tempAudioDir());
 }
 
 }  // namespace murvelo

@@ -1,6 +1,7 @@
 #include "base/Paths.h"
 
 #include <cstdlib>
+#include <mutex>
 #include <string>
 
 namespace murvelo {
@@ -18,7 +19,23 @@ std::filesystem::path home() {
   return std::filesystem::temp_directory_path();
 }
 
+std::mutex gTempAudioMutex;
+std::filesystem::path gTempAudioDir;
+
 }  // namespace
+
+std::filesystem::path Paths::tempAudioDir() {
+  {
+    std::lock_guard lock(gTempAudioMutex);
+    if (!gTempAudioDir.empty()) return gTempAudioDir;
+  }
+  return runtimeDir();
+}
+
+void Paths::setTempAudioDir(std::filesystem::path directory) {
+  std::lock_guard lock(gTempAudioMutex);
+  gTempAudioDir = std::move(directory);
+}
 
 std::filesystem::path Paths::configDir() {
   auto base = fromEnv("XDG_CONFIG_HOME");

@@ -14,6 +14,10 @@ struct Paths {
   static std::filesystem::path dataDir();
   // $XDG_RUNTIME_DIR (a private tmpfs), else the system temporary directory.
   static std::filesystem::path runtimeDir();
+  // Where recordings and warm-up files go: the folder a program set up for itself (a private one
+  // that goes with the process), else runtimeDir().
+  static std::filesystem::path tempAudioDir();
+  static void setTempAudioDir(std::filesystem::path directory);
   // $XDG_CONFIG_HOME/autostart, else ~/.config/autostart: the session's login items.
   static std::filesystem::path autostartDir();
   // Where the running program listens for a second copy and for `murvelo-cli talk`: a folder

@@ -8,6 +8,7 @@
 #include "base/EventLoop.h"
 #include "base/Paths.h"
 #include "base/ThreadTimer.h"
+#include "base/linux/TempAudio.h"
 #include "cli/Commands.h"
 #include "cli/SpeechOptions.h"
 #include "delivery/CursorContextReader.h"
@@ -84,6 +85,10 @@ int runDictate(CommandContext& context) {
   }
   auto samples = readAudioFile(*wav, kCaptureRate);
   if (!samples.ok()) return context.failure(samples.error());
+  // Before anything can write a recording, so that an interrupted run leaves none behind.
+  if (auto temp = TempAudio::prepare(); !temp.error.empty())
+    std::cerr << "murvelo-cli: recordings stay in " << Paths::tempAudioDir().string() << " (" << temp.error
+              << ")\n";
   auto recognizer = recognizerFromOptions(context, *args, kUsage, exitCode);
   if (!recognizer) return exitCode;
 
@@ -93,7 +98,7 @@ int runDictate(CommandContext& context) {
   ThreadTimer timer;
   std::function<void()> keyUp;
   FilePlaybackRecorder recorder(std::move(samples.value()), kCaptureRate, args->flag("realtime"),
-                                Paths::runtimeDir(), [&loop, &keyUp] { loop.post([&keyUp] { keyUp(); }); });
+                                Paths::tempAudioDir(), [&loop, &keyUp] { loop.post([&keyUp] { keyUp(); }); });
   FixedCursor fixedCursor(loop, args->option("before-cursor").value_or(""));
   AtspiCursorContextReader focusedCursor(&loop);
   CursorContextReader& cursor = args->flag("focused-field") ? static_cast<CursorContextReader&>(focusedCursor)
@@ -106,7 +111,7 @@ int runDictate(CommandContext& context) {
                       .cursor = cursor,
                       .inserter = inserter,
                       .recognizer = recognizer,
-                      .tempDir = Paths::runtimeDir()});
+                      .tempDir = Paths::tempAudioDir()});
   app.settings().setCleanupLevel(level);
   app.settings().setUseDictationEngine(true);
   DictationController& controller = app.controller();

@@ -2,10 +2,12 @@
 
 #include <chrono>
 #include <filesystem>
+#include <iostream>
 
 #include "base/EventLoop.h"
 #include "base/Paths.h"
 #include "base/ThreadTimer.h"
+#include "base/linux/TempAudio.h"
 #include "cli/Commands.h"
 #include "cli/SpeechOptions.h"
 #include "speech/SpeechEngine.h"
@@ -50,12 +52,15 @@ int runTranscribe(CommandContext& context) {
   if (!args) return exitCode;
   if (args->positionals().size() != 1) return context.usageError("give exactly one audio FILE", kUsage);
   if (auto problem = audioFileProblem(args->positionals()[0])) return context.failure(*problem);
+  if (auto temp = TempAudio::prepare(); !temp.error.empty())
+    std::cerr << "murvelo-cli: recordings stay in " << Paths::tempAudioDir().string() << " (" << temp.error
+              << ")\n";
   auto recognizer = recognizerFromOptions(context, *args, kUsage, exitCode);
   if (!recognizer) return exitCode;
 
   EventLoop loop;
   ThreadTimer timer;
-  SpeechEngine engine(loop, timer, recognizer, Paths::runtimeDir());
+  SpeechEngine engine(loop, timer, recognizer, Paths::tempAudioDir());
   std::optional<Result<std::string, SpeechError>> result;
   auto started = std::chrono::steady_clock::now();
   engine.transcribe(args->positionals()[0], [&](Result<std::string, SpeechError> answer) {

@@ -12,6 +12,7 @@
 #include "base/Diagnostics.h"
 #include "base/Log.h"
 #include "base/Paths.h"
+#include "base/linux/TempAudio.h"
 #include "delivery/uinput/UinputKeyPoster.h"
 #include "delivery/x11/X11Clipboard.h"
 #include "delivery/x11/X11KeyPoster.h"
@@ -87,6 +88,10 @@ DictationBackends::DictationBackends(MainLoop& loop, DefaultsStore& defaults, in
   restorer_ = std::make_unique<ClipboardRestorer>(loop, *clipboard_, Diagnostics::shared());
   inserter_ = std::make_unique<ClipboardTextInserter>(loop, *restorer_, *keys_, Diagnostics::shared());
 
+  // Before the first recording or warm-up file: a private folder that goes with this process.
+  if (auto temp = TempAudio::prepare(); !temp.error.empty())
+    kLog.warning("recordings stay in the runtime folder: " + temp.error);
+
   // The engine is chosen once per launch, from the stored setting.
   AppSettings stored(defaults);
   env_ = std::make_unique<AppEnvironment>(AppBackends{.loop = loop,
@@ -96,7 +101,7 @@ DictationBackends::DictationBackends(MainLoop& loop, DefaultsStore& defaults, in
                                                       .cursor = *cursor_,
                                                       .inserter = *inserter_,
                                                       .recognizer = makeRecognizer(stored.speechEngine()),
-                                                      .tempDir = Paths::runtimeDir(),
+                                                      .tempDir = Paths::tempAudioDir(),
                                                       .capture = &recorder_->recorder()});
   inserter_->setExtraTerminalClasses(env_->settings().terminalWindowClasses());
   env_->settings().addObserver([this](AppSettings::Field field) {

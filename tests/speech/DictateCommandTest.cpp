@@ -1,11 +1,18 @@
 // murvelo-cli transcribe and dictate, end to end: synthesised speech through the real controller,
 // the streaming engine and its fallback, and both recognisers.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <chrono>
+#include <fstream>
 #include <nlohmann/json.hpp>
+#include <thread>
 
 #include "accuracy/WER.h"
 #include "audio/AudioFile.h"
+#include "support/ChildProcess.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
 #include "tools/SyntheticWhisperModel.h"
@@ -129,6 +136,45 @@ TEST_F(DictateCommandTest, TranscribeFindsAnInstalledModelAndRefusesBadArguments
     EXPECT_NE(refused.err.find(reason), std::string::npos) << refused.err;
     EXPECT_EQ(refused.err.find("model"), std::string::npos) << refused.err;
   }
+}
+
+// Recordings live in a folder of the process's own: gone when it ends, also by a signal, and a dead
+// process's folder is removed by the next run.
+TEST_F(DictateCommandTest, RecordingsGoWithTheProcessThatMadeThem) {
+  pid_t dead = fork();
+  if (dead == 0) _exit(0);
+  waitpid(dead, nullptr, 0);
+  auto stale = home_.path() / ("murvelo-audio-" + std::to_string(dead));
+  std::filesystem::create_directory(stale);
+  std::ofstream(stale / "qlx-left.wav") << "RIFF";
+
+  auto result = run({"transcribe", sample().string(), "--engine", "pocketsphinx"});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_FALSE(std::filesystem::exists(stale)) << "a dead process's recordings are removed";
+  for (const auto& entry : std::filesystem::directory_iterator(home_.path()))
+    EXPECT_EQ(entry.path().filename().string().rfind("murvelo-audio-", 0), std::string::npos) << entry.path();
+
+  test::ChildProcess dictate;
+  ASSERT_TRUE(dictate.start(
+      {MURVELO_CLI_PATH, "dictate", "--wav", sample().string(), "--engine", "pocketsphinx", "--realtime"},
+      {{"XDG_CONFIG_HOME", home_.path().string()},
+       {"XDG_DATA_HOME", home_.path().string()},
+       {"XDG_RUNTIME_DIR", home_.path().string()}},
+      home_.path() / "dictate.log"));
+  auto own = home_.path() / ("murvelo-audio-" + std::to_string(dictate.pid()));
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!std::filesystem::exists(own) && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ASSERT_TRUE(std::filesystem::exists(own));
+  EXPECT_EQ(std::filesystem::status(own).permissions() & std::filesystem::perms::all,
+            std::filesystem::perms::owner_all);
+  std::ofstream(own / "qlx-recording.wav") << "RIFF";
+  kill(dictate.pid(), SIGTERM);
+  deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (dictate.running() && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_FALSE(dictate.running());
+  EXPECT_FALSE(std::filesystem::exists(own)) << "an interrupted dictation leaves no recording behind";
 }
 
 }  // namespace
