@@ -15,6 +15,7 @@
 #include <random>
 #include <string>
 
+#include "FaultRun.h"
 #include "audio/AudioFile.h"
 
 namespace {
@@ -53,20 +54,12 @@ const std::uint32_t kHostile[] = {0,      1,      2,          3,           6,   
 }  // namespace
 
 int main(int argc, char** argv) {
-  double seconds = 10;
-  long rounds = 100000;
-  unsigned seed = 1;
-  for (int i = 1; i + 1 < argc; i += 2) {
-    std::string flag = argv[i];
-    if (flag == "--seconds") seconds = std::stod(argv[i + 1]);
-    if (flag == "--rounds") rounds = std::stol(argv[i + 1]);
-    if (flag == "--seed") seed = static_cast<unsigned>(std::stoul(argv[i + 1]));
-  }
-  std::mt19937 random(seed);
-  std::string pattern = (std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp") +
-                        std::string("/murvelo-fault-audio-XXXXXX");
-  if (::mkdtemp(pattern.data()) == nullptr) return 2;
-  const std::filesystem::path dir = pattern;
+  const auto options = murvelo::fault::parse(argc, argv, {.seconds = 10, .rounds = 100000, .extra = {}});
+  const double seconds = options.seconds;
+  const long rounds = options.rounds;
+  std::mt19937 random(options.seed);
+  const std::filesystem::path dir = murvelo::fault::scratchFolder("audio");
+  if (dir.empty()) return 2;
   const std::filesystem::path file = dir / "clip.wav";
   const std::string base = baseWav();
 
@@ -88,11 +81,8 @@ int main(int argc, char** argv) {
     std::ofstream(file, std::ios::binary | std::ios::trunc)
         .write(wav.data(), static_cast<std::streamsize>(wav.size()));
 
-    ::alarm(10);  // a hang ends the run with SIGALRM, which CI reports
-    const auto before = std::chrono::steady_clock::now();
-    auto samples = murvelo::readAudioFile(file, 16000);
-    const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - before).count();
-    ::alarm(0);
+    double took = 0;
+    auto samples = murvelo::fault::timedStep([&] { return murvelo::readAudioFile(file, 16000); }, took);
     slowest = std::max(slowest, took);
     if (took > 2.0) {
       std::fprintf(stderr, "round %ld: the read took %.1f s\n", round, took);

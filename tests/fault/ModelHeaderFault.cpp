@@ -17,8 +17,9 @@
 #include <string>
 #include <vector>
 
-#include "tools/SyntheticWhisperModel.h"
+#include "FaultRun.h"
 #include "speech/WhisperModelFile.h"
+#include "tools/SyntheticWhisperModel.h"
 #include "whisper.h"
 
 namespace {
@@ -86,22 +87,13 @@ bool loadsWithoutCrashing(const std::filesystem::path& file, int& exitStatus) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  double seconds = 10;
-  long rounds = 2000;
-  long loads = 3;
-  unsigned seed = 1;
-  for (int i = 1; i + 1 < argc; i += 2) {
-    std::string flag = argv[i];
-    if (flag == "--seconds") seconds = std::stod(argv[i + 1]);
-    if (flag == "--rounds") rounds = std::stol(argv[i + 1]);
-    if (flag == "--seed") seed = static_cast<unsigned>(std::stoul(argv[i + 1]));
-    if (flag == "--loads") loads = std::stol(argv[i + 1]);
-  }
-  std::mt19937 random(seed);
-  std::string pattern = (std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp") +
-                        std::string("/murvelo-fault-model-XXXXXX");
-  if (::mkdtemp(pattern.data()) == nullptr) return 2;
-  const std::filesystem::path dir = pattern;
+  const auto options = fault::parse(argc, argv, {.seconds = 10, .rounds = 2000, .extra = {{"loads", 3}}});
+  const double seconds = options.seconds;
+  const long rounds = options.rounds;
+  const long loads = options.extra.at("loads");
+  std::mt19937 random(options.seed);
+  const std::filesystem::path dir = fault::scratchFolder("model");
+  if (dir.empty()) return 2;
   const std::filesystem::path model = dir / "ggml-tiny.en.bin";
   if (!SyntheticWhisperModel::write(model, SyntheticWhisperModel::Architecture::tinyEn)) return 2;
   int fd = ::open(model.c_str(), O_RDWR);
@@ -123,11 +115,8 @@ int main(int argc, char** argv) {
           random() % 4 == 0 ? static_cast<std::int32_t>(random()) : kHostile[random() % std::size(kHostile)];
       if (::pwrite(fd, &value, 4, at) != 4) return 2;
     }
-    ::alarm(10);  // a hang ends the run with SIGALRM, which CI reports
-    const auto before = std::chrono::steady_clock::now();
-    auto info = inspectWhisperModel(model);
-    const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - before).count();
-    ::alarm(0);
+    double took = 0;
+    auto info = fault::timedStep([&] { return inspectWhisperModel(model); }, took);
     slowest = std::max(slowest, took);
     if (took > 1.0) {
       std::fprintf(stderr, "round %ld: the check took %.1f s\n", round, took);

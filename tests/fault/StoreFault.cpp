@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "FaultRun.h"
 #include "base/linux/FileDefaultsStore.h"
 #include "cleanup/CorrectionsDictionary.h"
 #include "history/HistoryStore.h"
@@ -68,21 +69,12 @@ std::vector<std::string> readLines(int fd) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  double seconds = 10;
-  long rounds = 300;
-  unsigned seed = 1;
-  for (int i = 1; i + 1 < argc; i += 2) {
-    std::string flag = argv[i];
-    if (flag == "--seconds") seconds = std::stod(argv[i + 1]);
-    if (flag == "--rounds") rounds = std::stol(argv[i + 1]);
-    if (flag == "--seed") seed = static_cast<unsigned>(std::stoul(argv[i + 1]));
-  }
-  std::mt19937 random(seed);
-  // Memory-backed when possible: the rounds test interleaving, not the disk's fsync speed.
-  std::string base = std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp";
-  std::string pattern = base + "/murvelo-fault-store-XXXXXX";
-  if (::mkdtemp(pattern.data()) == nullptr) return 2;
-  const std::filesystem::path dir = pattern;
+  const auto options = murvelo::fault::parse(argc, argv, {.seconds = 10, .rounds = 300, .extra = {}});
+  const double seconds = options.seconds;
+  const long rounds = options.rounds;
+  std::mt19937 random(options.seed);
+  const std::filesystem::path dir = murvelo::fault::scratchFolder("store");
+  if (dir.empty()) return 2;
   const std::filesystem::path file = dir / "murvelo" / "defaults.json";
 
   const auto start = std::chrono::steady_clock::now();

@@ -1,0 +1,68 @@
+#pragma once
+// What the fault drivers share: their options, a scratch folder in memory where possible, the round
+// clock, and a step that a hang ends with SIGALRM instead of stalling CI.
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <utility>
+
+namespace murvelo::fault {
+
+struct Options {
+  double seconds = 10;
+  long rounds = 0;
+  unsigned seed = 1;
+  std::map<std::string, long> extra;  // driver-specific "--name N" flags, with their defaults
+};
+
+// Reads "--seconds S --rounds N --seed N" and any flag named in `options.extra`.
+inline Options parse(int argc, char** argv, Options options) {
+  for (int i = 1; i + 1 < argc; i += 2) {
+    std::string flag = argv[i];
+    if (flag == "--seconds") options.seconds = std::stod(argv[i + 1]);
+    if (flag == "--rounds") options.rounds = std::stol(argv[i + 1]);
+    if (flag == "--seed") options.seed = static_cast<unsigned>(std::stoul(argv[i + 1]));
+    if (flag.rfind("--", 0) == 0 && options.extra.count(flag.substr(2)))
+      options.extra[flag.substr(2)] = std::stol(argv[i + 1]);
+  }
+  return options;
+}
+
+// A new folder "murvelo-fault-<name>-XXXXXX": memory-backed when possible, since the rounds test
+// interleaving, not the disk. Empty on failure.
+inline std::filesystem::path scratchFolder(const std::string& name) {
+  std::string pattern = (std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp") +
+                        std::string("/murvelo-fault-") + name + "-XXXXXX";
+  if (::mkdtemp(pattern.data()) == nullptr) return {};
+  return pattern;
+}
+
+// True while the run still has time for another round.
+class RoundClock {
+ public:
+  explicit RoundClock(double seconds) : seconds_(seconds) {}
+  bool timeLeft() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count() <= seconds_;
+  }
+
+ private:
+  double seconds_;
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+// Runs `step`, storing its duration in `took`; a step still running after 10 s ends the process.
+template <typename Step>
+auto timedStep(Step&& step, double& took) {
+  ::alarm(10);  // a hang ends the run with SIGALRM, which CI reports
+  const auto before = std::chrono::steady_clock::now();
+  auto result = std::forward<Step>(step)();
+  took = std::chrono::duration<double>(std::chrono::steady_clock::now() - before).count();
+  ::alarm(0);
+  return result;
+}
+
+}  // namespace murvelo::fault
