@@ -11,27 +11,12 @@ namespace {
 
 constexpr int kRightAlt = 100;
 
-class CountingTarget : public DictationKeyTarget {
- public:
-  void keyDown() override {
-    calls += 'D';
-    recording = true;
-  }
-  void keyUp() override {
-    calls += 'U';
-    recording = false;
-  }
-  bool isRecording() const override { return recording; }
-  std::string calls;
-  bool recording = false;
-};
-
 struct Fixture {
   ManualLoop loop;
   InMemoryDefaultsStore defaults;
   AppSettings settings{defaults};
   test::FakeKeySource source;
-  CountingTarget target;
+  test::RecordingTarget target;
   int prewarms = 0;
   TalkKeyService service{loop, source, settings, defaults, {.processId = 4242}};
   Fixture() {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "hotkey/HotkeyListener.h"
 #include "hotkey/KeySource.h"
 
 namespace murvelo::test {
@@ -47,6 +48,22 @@ class FakeKeySource : public KeySource {
  private:
   int code_ = 0;
   Handler handler_;
+};
+
+// The dictation controller as the talk key sees it: records "D" and "U" and tracks recording.
+class RecordingTarget : public DictationKeyTarget {
+ public:
+  void keyDown() override {
+    calls += 'D';
+    recording = true;
+  }
+  void keyUp() override {
+    calls += 'U';
+    recording = false;
+  }
+  bool isRecording() const override { return recording; }
+  std::string calls;
+  bool recording = false;
 };
 
 }  // namespace murvelo::test

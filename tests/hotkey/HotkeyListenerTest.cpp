@@ -107,21 +107,6 @@ TEST(HotkeyListener, StartsTheSourceOnTheChosenKeyAndResynchronisesAfterAStop) {
   EXPECT_FALSE(listener.isLive());
 }
 
-class RecordingTarget : public DictationKeyTarget {
- public:
-  void keyDown() override {
-    calls += 'D';
-    recording = true;
-  }
-  void keyUp() override {
-    calls += 'U';
-    recording = false;
-  }
-  bool isRecording() const override { return recording; }
-  std::string calls;
-  bool recording = false;
-};
-
 TEST(TalkKeyMapping, HoldAndToggle) {
   struct Case {
     RecordingMode mode;
@@ -134,12 +119,12 @@ TEST(TalkKeyMapping, HoldAndToggle) {
       {RecordingMode::toggle, "STSTST", "DUD"},
   };
   for (const auto& c : cases) {
-    RecordingTarget target;
+    test::RecordingTarget target;
     TalkKeyMapping mapping([&] { return c.mode; }, &target);
     for (char r : c.reports) r == 'S' ? mapping.onStart() : mapping.onStop();
     EXPECT_EQ(target.calls, c.calls) << c.reports;
   }
-  RecordingTarget target;
+  test::RecordingTarget target;
   TalkKeyMapping detached([] { return RecordingMode::hold; }, &target);
   detached.detach();
   detached.onStart();
