@@ -1,13 +1,16 @@
-# whisper.cpp (and its ggml) as static libraries built once per checkout, in their own CMake tree
-# outside either flavour's build: so the sanitizer build links the same optimised, uninstrumented
-# libraries as the release build instead of compiling them a second time. Included before the
-# sanitizer flags are set. Defines the imported target murvelo::whisper.
+# whisper.cpp (and its ggml) built once per checkout, in their own CMake tree outside either
+# flavour's build: so the sanitizer build links the same optimised, uninstrumented libraries as the
+# release build instead of compiling them a second time. Included before the sanitizer flags are set.
+# Built for any x86-64: no -march=native; ggml's CPU code is compiled once per instruction-set level
+# as loadable modules and the best one for the running CPU is chosen at run time, so a package built
+# here runs on another machine. Defines the imported target murvelo::whisper and
+# MURVELO_GGML_MODULE_DIR (where the CPU modules are found in the build tree).
 set(MURVELO_THIRD_PARTY_DIR "${PROJECT_SOURCE_DIR}/build/third_party"
     CACHE PATH "Where the whisper.cpp source is cached and built once for every flavour")
 set(MURVELO_WHISPER_JOBS 2 CACHE STRING "Parallel jobs for the one-time whisper.cpp build")
 
-set(_whisper_build "${MURVELO_THIRD_PARTY_DIR}/whisper-build")
-set(_whisper_install "${MURVELO_THIRD_PARTY_DIR}/whisper-install")
+set(_whisper_build "${MURVELO_THIRD_PARTY_DIR}/whisper-build-portable")
+set(_whisper_install "${MURVELO_THIRD_PARTY_DIR}/whisper-install-portable")
 set(_whisper_stamp "${_whisper_install}/.murvelo-built-1.9.1")
 
 file(MAKE_DIRECTORY "${MURVELO_THIRD_PARTY_DIR}")
@@ -29,12 +32,12 @@ if(NOT EXISTS "${_whisper_stamp}")
       -DCMAKE_BUILD_TYPE=Release
       -DCMAKE_C_COMPILER=${CMAKE_C_COMPILER} -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}
       -DCMAKE_INSTALL_PREFIX=${_whisper_install}
-      -DCMAKE_POSITION_INDEPENDENT_CODE=ON
-      -DBUILD_SHARED_LIBS=OFF
+      -DCMAKE_INSTALL_LIBDIR=lib "-DCMAKE_INSTALL_RPATH=$ORIGIN:$ORIGIN/../lib"
+      -DBUILD_SHARED_LIBS=ON -DGGML_NATIVE=OFF -DGGML_BACKEND_DL=ON -DGGML_CPU_ALL_VARIANTS=ON
       -DWHISPER_BUILD_TESTS=OFF -DWHISPER_BUILD_EXAMPLES=OFF -DWHISPER_BUILD_SERVER=OFF
       -DWHISPER_SDL2=OFF -DWHISPER_CURL=OFF
       -DGGML_OPENMP=OFF -DGGML_CUDA=OFF -DGGML_VULKAN=OFF -DGGML_METAL=OFF -DGGML_BLAS=OFF
-      -DGGML_BACKEND_DL=OFF -DGGML_CCACHE=OFF
+      -DGGML_CCACHE=OFF
     RESULT_VARIABLE _configure_result)
   if(_configure_result EQUAL 0)
     execute_process(
@@ -56,12 +59,9 @@ if(NOT EXISTS "${_whisper_stamp}")
 endif()
 file(LOCK "${MURVELO_THIRD_PARTY_DIR}/whisper.lock" RELEASE)
 
-set(_whisper_libdir "${_whisper_install}/lib")
-if(NOT EXISTS "${_whisper_libdir}/libwhisper.a" AND EXISTS "${_whisper_install}/lib64/libwhisper.a")
-  set(_whisper_libdir "${_whisper_install}/lib64")
-endif()
+set(MURVELO_GGML_MODULE_DIR "${_whisper_install}/bin")
 add_library(murvelo::whisper INTERFACE IMPORTED)
 set_target_properties(murvelo::whisper PROPERTIES
   INTERFACE_INCLUDE_DIRECTORIES "${_whisper_install}/include"
   INTERFACE_LINK_LIBRARIES
-    "${_whisper_libdir}/libwhisper.a;${_whisper_libdir}/libggml.a;${_whisper_libdir}/libggml-cpu.a;${_whisper_libdir}/libggml-base.a;Threads::Threads;m;dl")
+    "${_whisper_install}/lib/libwhisper.so;${_whisper_install}/lib/libggml.so;${_whisper_install}/lib/libggml-base.so;Threads::Threads;m;dl")

@@ -19,6 +19,7 @@
 
 #include "FaultRun.h"
 #include "speech/WhisperModelFile.h"
+#include "speech/whisper/ComputeModules.h"
 #include "tools/SyntheticWhisperModel.h"
 #include "whisper.h"
 
@@ -94,6 +95,8 @@ int main(int argc, char** argv) {
   std::mt19937 random(options.seed);
   const std::filesystem::path dir = fault::scratchFolder("model");
   if (dir.empty()) return 2;
+  whisper_log_set([](ggml_log_level, const char*, void*) {}, nullptr);
+  if (murvelo::loadWhisperComputeModules().empty()) return 2;
   const std::filesystem::path model = dir / "ggml-tiny.en.bin";
   if (!SyntheticWhisperModel::write(model, SyntheticWhisperModel::Architecture::tinyEn)) return 2;
   int fd = ::open(model.c_str(), O_RDWR);

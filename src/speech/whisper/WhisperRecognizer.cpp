@@ -12,6 +12,7 @@
 #include "base/Log.h"
 #include "speech/SpeechActivity.h"
 #include "speech/WhisperModelFile.h"
+#include "speech/whisper/ComputeModules.h"
 
 namespace murvelo {
 namespace {
@@ -194,6 +195,8 @@ Status WhisperRecognizer::ensureAssets() {
   auto info = inspectWhisperModel(model_);
   if (!info.ok()) return Status::error(info.error());
   whisper_log_set(forwardWhisperLog, nullptr);
+  if (loadWhisperComputeModules().empty())
+    return Status::error("whisper's CPU modules (libggml-cpu-*.so) were not found beside the program");
   whisper_context_params params = whisper_context_default_params();
   params.use_gpu = false;
   try {
