@@ -60,6 +60,7 @@ endif()
 file(LOCK "${MURVELO_THIRD_PARTY_DIR}/whisper.lock" RELEASE)
 
 set(MURVELO_GGML_MODULE_DIR "${_whisper_install}/bin")
+set(MURVELO_WHISPER_LIBRARY_DIR "${_whisper_install}/lib")
 add_library(murvelo::whisper INTERFACE IMPORTED)
 set_target_properties(murvelo::whisper PROPERTIES
   INTERFACE_INCLUDE_DIRECTORIES "${_whisper_install}/include"

@@ -5,25 +5,18 @@
 #include <QPainter>
 #include <QSystemTrayIcon>
 
+#include "desktop/AppIcon.h"
+
 namespace murvelo::desktop {
 namespace {
 
-// A microphone drawn at run time, so the program carries no image files.
+// Drawn at run time, so the program carries no image files.
 QIcon microphoneIcon(bool active) {
   QPixmap pixmap(64, 64);
   pixmap.fill(Qt::transparent);
   QPainter painter(&pixmap);
-  painter.setRenderHint(QPainter::Antialiasing);
-  QColor color = active ? QColor(220, 50, 47) : QColor(200, 200, 200);
-  painter.setPen(Qt::NoPen);
-  painter.setBrush(color);
-  painter.drawRoundedRect(QRectF(22, 6, 20, 34), 10, 10);
-  QPen pen(color, 5, Qt::SolidLine, Qt::RoundCap);
-  painter.setPen(pen);
-  painter.setBrush(Qt::NoBrush);
-  painter.drawArc(QRectF(13, 16, 38, 34), 180 * 16, 180 * 16);
-  painter.drawLine(QPointF(32, 50), QPointF(32, 58));
-  painter.drawLine(QPointF(22, 58), QPointF(42, 58));
+  paintMicrophone(painter, QRectF(0, 0, 64, 64),
+                  active ? QColor(220, 50, 47) : QColor(200, 200, 200));
   return QIcon(pixmap);
 }
 

@@ -195,7 +195,8 @@ Status WhisperRecognizer::ensureAssets() {
   auto info = inspectWhisperModel(model_);
   if (!info.ok()) return Status::error(info.error());
   whisper_log_set(forwardWhisperLog, nullptr);
-  if (loadWhisperComputeModules().empty())
+  const std::string modules = loadWhisperComputeModules();
+  if (modules.empty())
     return Status::error("whisper's CPU modules (libggml-cpu-*.so) were not found beside the program");
   whisper_context_params params = whisper_context_default_params();
   params.use_gpu = false;
@@ -209,7 +210,7 @@ Status WhisperRecognizer::ensureAssets() {
   multilingual_ = whisper_is_multilingual(context_) != 0;
   kLog.info("whisper model loaded: " + model_.filename().string() + " (" + info.value().size() +
             (multilingual_ ? ", multilingual, forced to English" : ", English") + "), threads " +
-            std::to_string(threads_));
+            std::to_string(threads_) + ", CPU modules from " + modules);
   return Status::ok();
 }
 
