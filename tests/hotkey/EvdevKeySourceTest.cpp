@@ -11,6 +11,7 @@
 #include "base/ManualLoop.h"
 #include "hotkey/HotkeyListener.h"
 #include "hotkey/evdev/EvdevKeySource.h"
+#include "support/Pump.h"
 #include "support/TempDir.h"
 
 namespace murvelo {
@@ -145,13 +146,7 @@ class EvdevKeySourceTest : public ::testing::Test {
   }
 
   bool waitFor(const std::string& expected) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (reports != expected) {
-      if (std::chrono::steady_clock::now() > deadline) return false;
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      loop.runUntilIdle();
-    }
-    return true;
+    return test::pumpUntil(loop, [&] { return reports == expected; });
   }
 
   void TearDown() override {

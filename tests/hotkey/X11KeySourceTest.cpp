@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <thread>
-
 #include "base/ManualLoop.h"
 #include "hotkey/HotkeyListener.h"
 #include "hotkey/XTestKeyboard.h"
 #include "hotkey/x11/X11KeySource.h"
+#include "support/Pump.h"
 #include "support/XvfbServer.h"
 
 namespace murvelo {
@@ -68,13 +66,7 @@ class X11KeySourceTest : public ::testing::Test {
 
   template <typename Predicate>
   bool waitFor(Predicate done) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!done()) {
-      if (std::chrono::steady_clock::now() > deadline) return false;
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      loop.runUntilIdle();
-    }
-    return true;
+    return test::pumpUntil(loop, done);
   }
 
   ManualLoop loop;

@@ -19,6 +19,7 @@
 #include "speech/pocketsphinx/PocketSphinxRecognizer.h"
 #include "speech/whisper/WhisperRecognizer.h"
 #include "support/LibrivoxClips.h"
+#include "support/Pump.h"
 #include "support/RecordingLogSink.h"
 #include "support/TempDir.h"
 #include "tools/SyntheticWhisperModel.h"
@@ -34,14 +35,7 @@ using test::librivoxClips;
 // Runs the main loop in real time until `done` holds or 30 s pass.
 template <typename Pred>
 bool pumpUntil(ManualLoop& loop, Pred done) {
-  auto deadline = std::chrono::steady_clock::now() + 30s;
-  while (!done()) {
-    loop.runUntilIdle();
-    if (done()) break;
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(1ms);
-  }
-  return true;
+  return test::pumpUntil(loop, done, 30s);
 }
 
 struct Dictation {

@@ -1,7 +1,5 @@
 #include "support/AtspiSession.h"
 
-#include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -28,23 +26,11 @@ AtspiSession::~AtspiSession() {
 }
 
 bool AtspiSession::start() {
-  int ready[2];
-  if (pipe2(ready, O_CLOEXEC) != 0) return false;
-  std::string socket = "unix:path=" + (dir_ / "bus").string();
-  bool started = sessionBus_.start({"/usr/bin/dbus-daemon", "--session", "--nofork", "--address=" + socket,
-                                    "--print-address=" + std::to_string(ready[1])},
-                                   {}, dir_ / "dbus.log", ready[1]);
-  close(ready[1]);
-  std::string address;
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (started && std::chrono::steady_clock::now() < deadline) {
-    pollfd poll{ready[0], POLLIN, 0};
-    if (::poll(&poll, 1, 100) <= 0) continue;
-    char c = 0;
-    if (read(ready[0], &c, 1) != 1 || c == '\n') break;
-    address += c;
-  }
-  close(ready[0]);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  std::string address =
+      sessionBus_.startAndReadLine({"/usr/bin/dbus-daemon", "--session", "--nofork",
+                                    "--address=unix:path=" + (dir_ / "bus").string(), "--print-address={fd}"},
+                                   {}, dir_ / "dbus.log");
   if (address.empty()) return false;
   address_ = address;
 
