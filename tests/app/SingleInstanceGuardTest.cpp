@@ -10,6 +10,7 @@
 #include "app/LoginItem.h"
 #include "app/SingleInstanceGuard.h"
 #include "base/DefaultsStore.h"
+#include "support/Pump.h"
 #include "support/RecordingLogSink.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
@@ -133,10 +134,7 @@ TEST(SingleInstanceGuard, WaiterStartsTheProgramOnceTheProcessHasEnded) {
   EXPECT_FALSE(std::filesystem::exists(marker)) << "started while the process still ran";
   int status = 0;
   waitpid(pid, &status, 0);
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-  while (!std::filesystem::exists(marker) && std::chrono::steady_clock::now() < deadline)
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  EXPECT_TRUE(std::filesystem::exists(marker));
+  EXPECT_TRUE(test::waitUntil([&] { return std::filesystem::exists(marker); }));
 }
 
 TEST(LoginItem, EntryFollowsTheSetting) {

@@ -9,6 +9,8 @@
 #include "cleanup/TidyEngine.h"
 #include "support/DictationGenerator.h"
 #include "support/LayoutDictationGenerator.h"
+#include "support/Sanitizer.h"
+#include "support/TidyLevel.h"
 
 namespace murvelo::cleanup {
 namespace {
@@ -20,16 +22,6 @@ bool hasRule(const FormatResult& result, const std::string& rule) {
     if (edit.rule == rule) return true;
   }
   return false;
-}
-
-// The Tidy level's text for the same transcript: the stages and the reconciliation.
-std::string tidyText(const std::string& raw) {
-  std::vector<FormatEdit> edits;
-  std::string text = tidyCore(raw, true, true, true, edits);
-  text = tidy(text, true, edits);
-  text = applyExplicitCorrections(text, true, edits);
-  text = restoreUnfinishedEnding(text, raw, edits);
-  return reconcile(text, raw).text;
 }
 
 TEST(FormatEngine, DictatedMessagesAreLaidOut) {
@@ -84,33 +76,12 @@ TEST(FormatEngine, GateRefusalReturnsRawWithoutEdits) {
   EXPECT_TRUE(result.edits.empty());
 }
 
-TEST(FormatEngine, LayoutEntryIsTheSecondHalf) {
-  // The same refusal through the layout entry: the tidied text lost a question.
-  const FormatResult result = DeterministicFormat::layout("Is it done.", "is it done?", true);
-  EXPECT_EQ(result.rejection, std::optional<std::string>("tidy-dropped-question-mark"));
-  EXPECT_EQ(result.text, "is it done?");
-}
-
 bool phraseRuleFired(const FormatResult& result) {
   return hasRule(result, "parenthetical-filler") || hasRule(result, "atomic-determiner-filler-restart");
 }
 
-#if defined(__SANITIZE_ADDRESS__)
-#define MURVELO_FORMAT_UNDER_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define MURVELO_FORMAT_UNDER_SANITIZER 1
-#endif
-#endif
-
-#ifdef MURVELO_FORMAT_UNDER_SANITIZER
-// The sanitizer makes every input several times slower.
-constexpr int kInputs = 300;
-constexpr double kLimitMillis = 1000;
-#else
-constexpr int kInputs = 1500;
-constexpr double kLimitMillis = 100;
-#endif
+constexpr int kInputs = test::kUnderSanitizer ? 300 : 1500;
+constexpr double kLimitMillis = test::kUnderSanitizer ? 1000 : 100;
 
 double millisToFormat(const std::string& raw, FormatResult& out) {
   const auto start = std::chrono::steady_clock::now();
@@ -145,7 +116,7 @@ TEST(FormatEngineProperty, AcceptedFormatKeepsTidyWordsNumbersAndQuestions) {
     if (result.rejection) continue;
     ++accepted;
     if (phraseRuleFired(result)) continue;
-    const std::string tidied = tidyText(raw);
+    const std::string tidied = test::tidyLevel(raw);
     const auto violation = layoutInvariantViolation(result.text, tidied);
     // An empty transcript stays empty on both levels.
     if (violation == std::optional<std::string>("empty") && tidied.empty()) continue;

@@ -5,26 +5,13 @@
 #include "cleanup/DictationTextSafety.h"
 #include "cleanup/layout/LayoutChain.h"
 #include "support/LayoutDictationGenerator.h"
+#include "support/Sanitizer.h"
 
 namespace murvelo::cleanup::layout {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
-#define MURVELO_LAYOUT_UNDER_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define MURVELO_LAYOUT_UNDER_SANITIZER 1
-#endif
-#endif
-
-#ifdef MURVELO_LAYOUT_UNDER_SANITIZER
-// The sanitizer makes every input several times slower.
-constexpr int kInputs = 300;
-constexpr auto kLimit = std::chrono::milliseconds(1000);
-#else
-constexpr int kInputs = 1500;
-constexpr auto kLimit = std::chrono::milliseconds(100);
-#endif
+constexpr int kInputs = test::kUnderSanitizer ? 300 : 1500;
+constexpr auto kLimit = std::chrono::milliseconds(test::kUnderSanitizer ? 1000 : 100);
 
 bool phraseRuleFired(const FormatResult& result) {
   for (const auto& edit : result.edits) {

@@ -9,19 +9,10 @@
 #include "cleanup/Regex.h"
 #include "cleanup/TidyEngine.h"
 #include "cleanup/TidyPatterns.h"
+#include "support/TidyLevel.h"
 
 namespace murvelo::cleanup {
 namespace {
-
-// The Tidy level as the controller runs it: stages 0 to 3, then the reconciliation.
-std::string tidyLevel(const std::string& raw, bool sentenceStart = true) {
-  std::vector<FormatEdit> edits;
-  std::string text = tidyCore(raw, sentenceStart, true, true, edits);
-  text = tidy(text, sentenceStart, edits);
-  text = applyExplicitCorrections(text, sentenceStart, edits);
-  text = restoreUnfinishedEnding(text, raw, edits);
-  return reconcile(text, raw).text;
-}
 
 bool hasEdit(const std::vector<FormatEdit>& edits, const std::string& rule) {
   return std::any_of(edits.begin(), edits.end(), [&](const FormatEdit& edit) { return edit.rule == rule; });
@@ -258,7 +249,7 @@ TEST(TidyLevel, WholePath) {
       {"I went to the store and.", "I went to the store and."},  // the speaker's own full stop stays
       {"a grace period", "A grace period."},
   };
-  for (const auto& c : cases) EXPECT_EQ(tidyLevel(c.input), c.output) << c.input;
+  for (const auto& c : cases) EXPECT_EQ(test::tidyLevel(c.input), c.output) << c.input;
 }
 
 TEST(TidyUnfinishedEnding, DropsOnlyTheAddedStop) {

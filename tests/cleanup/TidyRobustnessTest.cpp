@@ -12,26 +12,13 @@
 #include "cleanup/CorrectionsDictionary.h"
 #include "cleanup/DictationTextSafety.h"
 #include "support/DictationGenerator.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define MURVELO_UNDER_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define MURVELO_UNDER_SANITIZER 1
-#endif
-#endif
+#include "support/Sanitizer.h"
 
 namespace murvelo {
 namespace {
 
-#ifdef MURVELO_UNDER_SANITIZER
-// The sanitizer makes every input several times slower; fewer inputs keep the suite's time sane.
-constexpr int kInputs = 3000;
-constexpr double kLimitMillis = 1000;
-#else
-constexpr int kInputs = 20000;
-constexpr double kLimitMillis = 100;
-#endif
+constexpr int kInputs = test::kUnderSanitizer ? 3000 : 20000;
+constexpr double kLimitMillis = test::kUnderSanitizer ? 1000 : 100;
 
 // Mostly dictation-sized inputs, some long ones, a few at and past the 8000-character limit.
 std::size_t pickLength(testing::DictationGenerator& generator) {

@@ -5,14 +5,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 #include "accuracy/WER.h"
 #include "audio/AudioFile.h"
 #include "support/ChildProcess.h"
+#include "support/Pump.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
 #include "tools/SyntheticWhisperModel.h"
@@ -162,18 +161,12 @@ TEST_F(DictateCommandTest, RecordingsGoWithTheProcessThatMadeThem) {
        {"XDG_RUNTIME_DIR", home_.path().string()}},
       home_.path() / "dictate.log"));
   auto own = home_.path() / ("murvelo-audio-" + std::to_string(dictate.pid()));
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (!std::filesystem::exists(own) && std::chrono::steady_clock::now() < deadline)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  ASSERT_TRUE(std::filesystem::exists(own));
+  ASSERT_TRUE(test::waitUntil([&] { return std::filesystem::exists(own); }, std::chrono::seconds(20)));
   EXPECT_EQ(std::filesystem::status(own).permissions() & std::filesystem::perms::all,
             std::filesystem::perms::owner_all);
   std::ofstream(own / "qlx-recording.wav") << "RIFF";
   kill(dictate.pid(), SIGTERM);
-  deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (dictate.running() && std::chrono::steady_clock::now() < deadline)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  EXPECT_FALSE(dictate.running());
+  EXPECT_TRUE(test::waitUntil([&] { return !dictate.running(); }, std::chrono::seconds(10)));
   EXPECT_FALSE(std::filesystem::exists(own)) << "an interrupted dictation leaves no recording behind";
 }
 

@@ -7,10 +7,10 @@
 
 #include "audio/AudioFile.h"
 #include "speech/SpeechActivity.h"
-#include "tools/SyntheticWhisperModel.h"
 #include "speech/WhisperModelChoice.h"
 #include "speech/WhisperModelFile.h"
 #include "support/TempDir.h"
+#include "tools/SyntheticWhisperModel.h"
 
 namespace murvelo {
 namespace {

@@ -18,4 +18,15 @@ bool pumpUntil(Loop& loop, Pred done, std::chrono::milliseconds limit = std::chr
   }
 }
 
+// Polls `done` every 10 ms until it holds or `limit` passes; whether it held.
+template <typename Pred>
+bool waitUntil(Pred done, std::chrono::milliseconds limit = std::chrono::seconds(5)) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return true;
+}
+
 }  // namespace murvelo::test
