@@ -157,25 +157,6 @@ TEST_F(SpeechEngineTest, HangingAnalysisGivesNothingAfterThreeSecondsAndTheNextD
   EXPECT_FALSE(engine.streamingSkippedForQuarantine());
 }
 
-TEST_F(SpeechEngineTest, QuarantineAtStartOpensNoSessionUntilTheBackoffEnds) {
-  recognizer->scripts = {{{"never"}, true}, {{"back"}}};
-  EXPECT_EQ(dictateIntoHang(), std::nullopt);
-  std::size_t sessions = recognizer->sessions().size();
-  for (int i = 0; i < 3; ++i) {
-    auto answer = dictate();
-    ASSERT_TRUE(answer.has_value());
-    EXPECT_EQ(*answer, std::nullopt);
-    EXPECT_TRUE(engine.streamingSkippedForQuarantine());
-  }
-  EXPECT_EQ(recognizer->sessions().size(), sessions);
-  // 60 s later the stuck finaliser is abandoned and streaming resumes, still hung or not.
-  loop.advance(60s);
-  auto answer = dictate();
-  ASSERT_TRUE(answer.has_value());
-  EXPECT_EQ(*answer, std::optional<std::string>("back"));
-  EXPECT_EQ(engine.finalization().lifetimeAbandonedFinalizers(), 1);
-}
-
 TEST_F(SpeechEngineTest, FailuresEndTheStreamWithoutTextAndLogTheirReason) {
   struct Case {
     const char* name;
