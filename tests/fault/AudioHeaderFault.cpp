@@ -17,28 +17,14 @@
 
 #include "FaultRun.h"
 #include "audio/AudioFile.h"
+#include "support/PcmWav.h"
 
 namespace {
 
-void put(std::string& out, std::size_t at, std::uint32_t value, int bytes) {
-  for (int k = 0; k < bytes; ++k)
-    out[at + static_cast<std::size_t>(k)] = static_cast<char>((value >> (8 * k)) & 0xff);
-}
-
+// One second of 16 kHz noise.
 std::string baseWav() {
-  std::string out(44, '\0');
-  std::memcpy(out.data(), "RIFF", 4);
-  std::memcpy(out.data() + 8, "WAVEfmt ", 8);
-  std::memcpy(out.data() + 36, "data", 4);
-  put(out, 4, 36 + 32000, 4), put(out, 16, 16, 4), put(out, 20, 1, 2), put(out, 22, 1, 2);
-  put(out, 24, 16000, 4), put(out, 28, 32000, 4), put(out, 32, 2, 2), put(out, 34, 16, 2),
-      put(out, 40, 32000, 4);
   std::mt19937 random(3);
-  for (int i = 0; i < 16000; ++i) {
-    out += static_cast<char>(random());
-    out += static_cast<char>(random() % 64);
-  }
-  return out;
+  return murvelo::test::pcmWav(16000, 1, 16000, [&] { return static_cast<std::uint16_t>(random() % 16384); });
 }
 
 struct HeaderField {
@@ -75,7 +61,7 @@ int main(int argc, char** argv) {
       const auto& field = kFields[random() % std::size(kFields)];
       const std::uint32_t value =
           random() % 4 == 0 ? static_cast<std::uint32_t>(random()) : kHostile[random() % std::size(kHostile)];
-      put(wav, field.at, value, field.bytes);
+      murvelo::test::putLE(wav, field.at, value, field.bytes);
     }
     if (random() % 5 == 0) wav.resize(random() % wav.size());
     std::ofstream(file, std::ios::binary | std::ios::trunc)

@@ -13,8 +13,8 @@
 #include "support/ChildProcess.h"
 #include "support/Pump.h"
 #include "support/RunProcess.h"
+#include "support/SharedModel.h"
 #include "support/TempDir.h"
-#include "tools/SyntheticWhisperModel.h"
 
 namespace murvelo {
 namespace {
@@ -24,8 +24,7 @@ constexpr const char* kSentence = "The meeting is on Tuesday at three o'clock in
 class DictateCommandTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    dir_ = new test::TempDir();
-    ASSERT_TRUE(SyntheticWhisperModel::write(model(), SyntheticWhisperModel::Architecture::tinyEn));
+    dir_ = &test::sharedModelDir();
     // A speaker who pauses half a second before and after the sentence.
     auto spoken = test::runProcess(
         "/usr/bin/espeak-ng", {"-v", "en-us", "-s", "140", "-w", (*dir_ / "spoken.wav").string(), kSentence});
@@ -35,11 +34,7 @@ class DictateCommandTest : public ::testing::Test {
                                           "-b", "16", sample().string(), "pad", "0.5", "0.5"});
     ASSERT_EQ(converted.exitCode, 0) << converted.err;
   }
-  static void TearDownTestSuite() {
-    delete dir_;
-    dir_ = nullptr;
-  }
-  static std::filesystem::path model() { return *dir_ / "ggml-tiny.en.bin"; }
+  static std::filesystem::path model() { return test::tinyModel(); }
   static std::filesystem::path sample() { return *dir_ / "sample.wav"; }
 
   test::ProcessResult run(const std::vector<std::string>& args) {
@@ -50,10 +45,9 @@ class DictateCommandTest : public ::testing::Test {
                              {"MURVELO_LOG_LEVEL", "error"}});
   }
 
-  static test::TempDir* dir_;
+  static inline const test::TempDir* dir_ = nullptr;
   test::TempDir home_;
 };
-test::TempDir* DictateCommandTest::dir_ = nullptr;
 
 std::string delivered(const test::ProcessResult& result) {
   auto json = nlohmann::json::parse(result.out, nullptr, false);

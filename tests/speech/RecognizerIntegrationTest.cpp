@@ -21,8 +21,8 @@
 #include "support/LibrivoxClips.h"
 #include "support/Pump.h"
 #include "support/RecordingLogSink.h"
+#include "support/SharedModel.h"
 #include "support/TempDir.h"
-#include "tools/SyntheticWhisperModel.h"
 
 namespace murvelo {
 namespace {
@@ -189,22 +189,11 @@ TEST_F(PocketSphinxIntegrationTest, FilePathRecognisesSpeechAndStreamingCostsNoM
 
 class WhisperIntegrationTest : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    dir_ = new test::TempDir();
-    ASSERT_TRUE(SyntheticWhisperModel::write(*dir_ / "ggml-tiny.en.bin",
-                                             SyntheticWhisperModel::Architecture::tinyEn));
-  }
-  static void TearDownTestSuite() {
-    delete dir_;
-    dir_ = nullptr;
-  }
-  static std::filesystem::path model() { return *dir_ / "ggml-tiny.en.bin"; }
-  static test::TempDir* dir_;
-
+  static std::filesystem::path model() { return test::tinyModel(); }
+  const test::TempDir* dir_ = &test::sharedModelDir();
   ManualLoop loop;
   ThreadTimer timer;
 };
-test::TempDir* WhisperIntegrationTest::dir_ = nullptr;
 
 TEST_F(WhisperIntegrationTest, SyntheticModelLoadsStreamsAndFinishesInsideTheRace) {
   auto whisper = std::make_shared<WhisperRecognizer>(model(), WhisperRecognizer::defaultThreads());
