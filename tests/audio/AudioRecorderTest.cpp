@@ -40,6 +40,13 @@ class AudioRecorderTest : public ::testing::Test {
     return started.ok() ? started.value() : nullptr;
   }
 
+  // A short capture of one buffer, stopped.
+  void captureOnce() {
+    startOK();
+    session.deliver({0.1f});
+    recorder.stop();
+  }
+
   // Runs the loop until the session stop posted its completion back, in real time.
   void settleStop() {
     EXPECT_TRUE(test::pumpUntil(loop, [&] { return !recorder.stopInFlight(); }))
@@ -137,18 +144,12 @@ TEST_F(AudioRecorderTest, SessionThatDoesNotRunFailsTheStartAndLeavesNothingBehi
 
 TEST_F(AudioRecorderTest, ReconfiguresOnlyWhenTheResolvedDeviceChanges) {
   session.found.devices.push_back(device("usb", "USB mic", 48000));
-  startOK();
-  session.deliver({0.1f});
-  recorder.stop();
-  startOK();
-  session.deliver({0.1f});
-  recorder.stop();
+  captureOnce();
+  captureOnce();
   EXPECT_EQ(session.configures, 1);
 
   selection = MicrophoneSelection::device("usb");
-  startOK();
-  session.deliver({0.1f});
-  recorder.stop();
+  captureOnce();
   EXPECT_EQ(session.configures, 2);
   EXPECT_EQ(session.configuredWith.back(), (std::pair<std::string, double>{"usb", 48000}));
   EXPECT_EQ(recorder.facts().deviceID, "usb");
@@ -320,9 +321,7 @@ TEST_F(AudioRecorderTest, SessionStopWaitsForTheCaptureTailThenRunsOffTheMainThr
 }
 
 TEST_F(AudioRecorderTest, StartWithinTheCaptureTailKeepsTheSessionRunning) {
-  startOK();
-  session.deliver({0.1f});
-  recorder.stop();
+  captureOnce();
   recorder.stopSession(false);
   loop.advance(100ms);
   auto stream = startOK();
@@ -334,9 +333,7 @@ TEST_F(AudioRecorderTest, StartWithinTheCaptureTailKeepsTheSessionRunning) {
 }
 
 TEST_F(AudioRecorderTest, StartRefusedAfterTwoSecondsWhileAStopHangs) {
-  startOK();
-  session.deliver({0.1f});
-  recorder.stop();
+  captureOnce();
   session.holdStops();
   recorder.stopSession(true);
   ASSERT_TRUE(session.waitStopEntered(5s));
@@ -356,9 +353,7 @@ TEST_F(AudioRecorderTest, StartRefusedAfterTwoSecondsWhileAStopHangs) {
 }
 
 TEST_F(AudioRecorderTest, StartWaitsForAStopThatFinishesInTime) {
-  startOK();
-  session.deliver({0.1f});
-  recorder.stop();
+  captureOnce();
   session.holdStops();
   recorder.stopSession(true);
   ASSERT_TRUE(session.waitStopEntered(5s));
@@ -413,10 +408,8 @@ TEST_F(AudioRecorderTest, SessionEventsTearDownAnIdleSessionAndRebuildAtTheNextS
   int expectedConfigures = 0;
   for (const auto& c : cases) {
     test::ScopedLogCapture capture;
-    startOK();
+    captureOnce();
     ++expectedConfigures;
-    session.deliver({0.1f});
-    recorder.stop();
     recorder.stopSession(true);
     settleStop();
     ASSERT_TRUE(recorder.isConfigured());

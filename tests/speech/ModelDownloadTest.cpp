@@ -86,31 +86,24 @@ class ModelDownloadTest : public ::testing::Test {
   std::string base;
 };
 
+// A fresh download, and one that resumes a partial file with a range request; progress counts the
+// part already on disk.
 TEST_F(ModelDownloadTest, DownloadsChecksAndMovesIntoPlaceWithProgress) {
-  auto destination = temp / "models" / "ggml-base.en.bin";
-  std::vector<ModelDownloader::Progress> seen;
-  Status status = ModelDownloader::download(base + "ggml-base.en.bin", destination, sha1,
-                                            [&](const ModelDownloader::Progress& p) { seen.push_back(p); });
-  ASSERT_TRUE(status) << status.message();
-  EXPECT_EQ(test::readFile(destination), body);
-  EXPECT_FALSE(std::filesystem::exists(temp / "models" / "ggml-base.en.bin.partial"));
-  ASSERT_FALSE(seen.empty());
-  EXPECT_EQ(seen.back().received, body.size());
-  EXPECT_EQ(seen.back().total, body.size());
-}
-
-TEST_F(ModelDownloadTest, ResumesAPartialFileWithARangeRequest) {
-  auto destination = temp / "models" / "ggml-base.en.bin";
-  std::filesystem::create_directories(destination.parent_path());
-  test::writeFile(temp / "models" / "ggml-base.en.bin.partial", body.substr(0, 1048576));
-  std::vector<ModelDownloader::Progress> seen;
-  Status status = ModelDownloader::download(base + "ggml-base.en.bin", destination, sha1,
-                                            [&](const ModelDownloader::Progress& p) { seen.push_back(p); });
-  ASSERT_TRUE(status) << status.message();
-  EXPECT_EQ(test::readFile(destination), body);
-  EXPECT_NE(requests().find("bytes=1048576-"), std::string::npos) << requests();
-  ASSERT_FALSE(seen.empty());
-  EXPECT_EQ(seen.back().total, body.size()) << "progress counts the part already on disk";
+  for (std::size_t partial : {std::size_t{0}, std::size_t{1048576}}) {
+    auto destination = temp / "models" / "ggml-base.en.bin";
+    std::filesystem::remove_all(temp / "models");
+    if (partial) test::writeFile(temp / "models" / "ggml-base.en.bin.partial", body.substr(0, partial));
+    std::vector<ModelDownloader::Progress> seen;
+    Status status = ModelDownloader::download(base + "ggml-base.en.bin", destination, sha1,
+                                              [&](const ModelDownloader::Progress& p) { seen.push_back(p); });
+    ASSERT_TRUE(status) << status.message();
+    EXPECT_EQ(test::readFile(destination), body);
+    EXPECT_FALSE(std::filesystem::exists(temp / "models" / "ggml-base.en.bin.partial"));
+    ASSERT_FALSE(seen.empty());
+    EXPECT_EQ(seen.back().received, body.size());
+    EXPECT_EQ(seen.back().total, body.size());
+    EXPECT_EQ(requests().find("bytes=1048576-") != std::string::npos, partial > 0) << requests();
+  }
 }
 
 TEST_F(ModelDownloadTest, FailuresLeaveNoModelBehind) {
