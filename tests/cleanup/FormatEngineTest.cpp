@@ -68,14 +68,6 @@ TEST(FormatEngine, LayoutOnlyWithBothOptions) {
   }
 }
 
-TEST(FormatEngine, GateRefusalReturnsRawWithoutEdits) {
-  const std::string raw = "call me. if you can. then go";
-  const FormatResult result = kFormat.format(raw, true, true);
-  EXPECT_EQ(result.rejection, std::optional<std::string>("ambiguous-tidy-conditional-join"));
-  EXPECT_EQ(result.text, raw);
-  EXPECT_TRUE(result.edits.empty());
-}
-
 bool phraseRuleFired(const FormatResult& result) {
   return hasRule(result, "parenthetical-filler") || hasRule(result, "atomic-determiner-filler-restart");
 }

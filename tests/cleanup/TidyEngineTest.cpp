@@ -9,7 +9,6 @@
 #include "cleanup/Regex.h"
 #include "cleanup/TidyEngine.h"
 #include "cleanup/TidyPatterns.h"
-#include "support/TidyLevel.h"
 
 namespace murvelo::cleanup {
 namespace {
@@ -238,18 +237,6 @@ TEST(TidyCore, WordsMarksAndCapitals) {
   std::vector<FormatEdit> edits;
   EXPECT_EQ(tidyCore("and then we left", false, true, true, edits), "and then we left.");  // mid-sentence
   EXPECT_EQ(tidyCore("um hello there", true, false, false, edits), "hello there");         // both options off
-}
-
-TEST(TidyLevel, WholePath) {
-  const TextCase cases[] = {
-      {"let's meet monday at 3, no wait, tuesday at 4", "Let's meet Tuesday at 4."},
-      {"um so like, we need three boxes, no, four boxes", "So we need four boxes."},
-      {"I went to the store and", "I went to the store and"},
-      {"I went to the store because", "I went to the store because"},
-      {"I went to the store and.", "I went to the store and."},  // the speaker's own full stop stays
-      {"a grace period", "A grace period."},
-  };
-  for (const auto& c : cases) EXPECT_EQ(test::tidyLevel(c.input), c.output) << c.input;
 }
 
 TEST(TidyUnfinishedEnding, DropsOnlyTheAddedStop) {
