@@ -145,17 +145,6 @@ TEST_F(ControllerTest, MicrophoneStartFailureNotices) {
   }
 }
 
-TEST_F(ControllerTest, WatchdogNoticeOnlyWhenNothingElseIsGoingOn) {
-  speech.scriptStream(ScriptedAnswer::hang());
-  press(0ms);
-  release(1000ms);
-  press(18000ms);  // recording while the run is reset
-  at(19000ms);
-  EXPECT_TRUE(hasLog("pipeline watchdog fired after 18s — force-reset (run 1)"));
-  EXPECT_EQ(controller->status().kind, SK::recording);
-  EXPECT_FALSE(controller->processing());
-}
-
 TEST_F(ControllerTest, RunResetWhileReadingTheCursorIsAbandonedBeforeInsert) {
   SlowCursor slow(loop, 20s);
   make(&slow);
@@ -223,16 +212,6 @@ TEST_F(ControllerTest, CleanupGetsTheLevelAndTheSentenceStart) {
   }
 }
 
-TEST_F(ControllerTest, CleanupThatLeavesNothingDeliversNothing) {
-  cleaner.answer = "  ";
-  speech.scriptStream(ScriptedAnswer::says("um", 10ms));
-  press(0ms);
-  release(1000ms);
-  at(1100ms);
-  EXPECT_TRUE(inserter.deliveries().empty());
-  EXPECT_EQ(controller->status(), DictationStatus::message("Didn't catch any words — try again"));
-}
-
 TEST_F(ControllerTest, WithoutStreamingTheFileIsTheOnlySource) {
   settings().setUseDictationEngine(false);
   speech.scriptFile(ScriptedAnswer::says("file words", 100ms));
@@ -270,21 +249,6 @@ TEST_F(ControllerTest, HistoryItemOfADeliveredRun) {
   EXPECT_EQ(item.spokenWordCount, 3);
   EXPECT_TRUE(hasLog("insert outcome=pastedAtCursor rawLen=18 finalLen=19"));
   EXPECT_EQ(controller->lastOutcome(), TextInserter::Outcome::pastedAtCursor);
-}
-
-TEST_F(ControllerTest, AnOlderNoticeTimerNeverClearsANewerNotice) {
-  speech.scriptStream(ScriptedAnswer::says("hi", 10ms));
-  press(0ms);
-  release(1000ms);
-  at(1010ms);
-  EXPECT_EQ(controller->status(), DictationStatus::message("Typing it out…"));
-  recorder.failNextStart();
-  press(1200ms);
-  EXPECT_EQ(controller->status(), DictationStatus::message("Couldn't reach the microphone"));
-  at(1010ms + 450ms);
-  EXPECT_EQ(controller->status(), DictationStatus::message("Couldn't reach the microphone"));
-  at(1200ms + 2200ms);
-  EXPECT_EQ(controller->status().kind, SK::idle);
 }
 
 TEST_F(ControllerTest, MicrophoneReadinessFollowsTheFirstAudio) {

@@ -30,16 +30,11 @@ input_event key(int code, int value) { return ev(EV_KEY, code, value); }
 input_event report() { return ev(EV_SYN, SYN_REPORT, 0); }
 input_event dropped() { return ev(EV_SYN, SYN_DROPPED, 0); }
 
+// P press, R release, r repeat, 1/0 a state reading.
 std::string describe(const std::vector<KeyEvent>& reports) {
   std::string out;
-  for (const auto& r : reports) {
-    switch (r.kind) {
-      case KeyEvent::Kind::press: out += "P"; break;
-      case KeyEvent::Kind::release: out += "R"; break;
-      case KeyEvent::Kind::repeat: out += "r"; break;
-      case KeyEvent::Kind::state: out += r.down ? "1" : "0"; break;
-    }
-  }
+  for (const auto& r : reports)
+    out += r.kind == KeyEvent::Kind::state ? (r.down ? '1' : '0') : "PRr"[static_cast<int>(r.kind)];
   return out;
 }
 
