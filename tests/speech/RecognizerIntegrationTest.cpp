@@ -22,6 +22,7 @@
 #include "support/Pump.h"
 #include "support/RecordingLogSink.h"
 #include "support/SharedModel.h"
+#include "support/SoundFile.h"
 #include "support/TempDir.h"
 
 namespace murvelo {
@@ -120,14 +121,7 @@ TEST_F(PocketSphinxIntegrationTest, OtherRatesFormatsAndByteOrdersGiveTheSameWor
   for (const auto& c : cases) {
     auto converted = convertAll(samples.value(), AudioFormat{16000, 1}, c.rate);
     auto file = temp / "clip.audio";
-    SF_INFO info{};
-    info.samplerate = c.rate;
-    info.channels = 1;
-    info.format = c.format;
-    SNDFILE* sound = sf_open(file.c_str(), SFM_WRITE, &info);
-    ASSERT_NE(sound, nullptr) << c.name;
-    sf_writef_float(sound, converted.data(), static_cast<sf_count_t>(converted.size()));
-    sf_close(sound);
+    ASSERT_TRUE(test::writeSoundFile(file, converted, c.rate, c.format)) << c.name;
     std::string text = transcribe(engine, loop, file);
     // 8 kHz loses the upper half of the spectrum; the others lose nothing audible.
     double bound = c.rate == 8000 ? kMaxClipWER : referenceWER + 0.1;

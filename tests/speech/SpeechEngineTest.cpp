@@ -9,6 +9,7 @@
 #include "speech/SpeechEngine.h"
 #include "support/Pump.h"
 #include "support/RecordingLogSink.h"
+#include "support/SoundFile.h"
 #include "support/TempDir.h"
 
 namespace murvelo {
@@ -37,13 +38,14 @@ class SpeechEngineTest : public ::testing::Test {
   }
 
   // One dictation: a second of capture at `rate`, key-up, and the streaming answer.
-  std::optional<std::optional<std::string>> dictate(double rate = 48000) {
+  std::optional<std::optional<std::string>> dictate(double rate = 48000) { return dictateOn(engine, rate); }
+  std::optional<std::optional<std::string>> dictateOn(SpeechEngine& target, double rate = 48000) {
     auto stream = std::make_shared<LiveBufferStream>(AudioFormat{rate, 1});
-    engine.startStreaming(stream);
+    target.startStreaming(stream);
     for (int i = 0; i < 10; ++i) stream->push(tone(static_cast<std::size_t>(rate / 10), rate));
     stream->finish();
     std::optional<std::optional<std::string>> answer;
-    engine.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
+    target.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
     test::pumpUntil(loop, [&] { return answer.has_value(); });
     return answer;
   }
@@ -178,13 +180,8 @@ TEST_F(SpeechEngineTest, FailuresEndTheStreamWithoutTextAndLogTheirReason) {
     auto fresh = std::make_shared<FakeRecognizer>();
     c.setUp(*fresh);
     SpeechEngine local{loop, timer, fresh, temp.path()};
-    auto stream = std::make_shared<LiveBufferStream>(AudioFormat{48000, 1});
-    local.startStreaming(stream);
-    stream->push(tone(4800, 48000));
-    stream->finish();
-    std::optional<std::optional<std::string>> answer;
-    local.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
-    ASSERT_TRUE(test::pumpUntil(loop, [&] { return answer.has_value(); })) << c.name;
+    auto answer = dictateOn(local);
+    ASSERT_TRUE(answer.has_value()) << c.name;
     EXPECT_EQ(*answer, c.answer) << c.name;
     EXPECT_TRUE(logs.sink().has(c.log)) << c.name;
     EXPECT_FALSE(local.streamingSkippedForQuarantine()) << c.name;
@@ -217,17 +214,8 @@ TEST_F(SpeechEngineTest, FilePathReadsAnyRateAndJoinsResults) {
        {Case{16000, SF_FORMAT_WAV | SF_FORMAT_PCM_16}, Case{44100, SF_FORMAT_WAV | SF_FORMAT_PCM_16},
         Case{48000, SF_FORMAT_FLAC | SF_FORMAT_PCM_16}, Case{22050, SF_FORMAT_WAV | SF_FORMAT_FLOAT}}) {
     auto file = temp / ("clip-" + std::to_string(c.rate) + ".audio");
-    SF_INFO info{};
-    info.samplerate = c.rate;
-    info.channels = 2;
-    info.format = c.format;
-    SNDFILE* sound = sf_open(file.c_str(), SFM_WRITE, &info);
-    ASSERT_NE(sound, nullptr);
-    auto mono = tone(static_cast<std::size_t>(c.rate / 2), c.rate);
-    std::vector<float> stereo;
-    for (float s : *mono) stereo.insert(stereo.end(), {s, s});
-    sf_writef_float(sound, stereo.data(), static_cast<sf_count_t>(mono->size()));
-    sf_close(sound);
+    ASSERT_TRUE(
+        test::writeSoundFile(file, *tone(static_cast<std::size_t>(c.rate / 2), c.rate), c.rate, c.format, 2));
 
     std::optional<Result<std::string, SpeechError>> result;
     engine.transcribe(file, [&](Result<std::string, SpeechError> r) { result = std::move(r); });
