@@ -4,8 +4,8 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <thread>
 
+#include "support/Pump.h"
 #include "support/RunProcess.h"
 
 namespace murvelo::test {
@@ -26,7 +26,6 @@ AtspiSession::~AtspiSession() {
 }
 
 bool AtspiSession::start() {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   std::string address =
       sessionBus_.startAndReadLine({"/usr/bin/dbus-daemon", "--session", "--nofork",
                                     "--address=unix:path=" + (dir_ / "bus").string(), "--print-address={fd}"},
@@ -44,16 +43,14 @@ bool AtspiSession::start() {
   if (!launcher_.start({kBusLauncher, "--launch-immediately"}, env, dir_ / "launcher.log")) return false;
 
   std::map<std::string, std::string> busEnv = {{"DBUS_SESSION_BUS_ADDRESS", address_}};
-  bool answered = false;
-  while (!answered && std::chrono::steady_clock::now() < deadline) {
-    answered = runProcess("/usr/bin/dbus-send",
-                          {"--session", "--print-reply", "--reply-timeout=500", "--dest=org.a11y.Bus",
-                           "/org/a11y/bus", "org.a11y.Bus.GetAddress"},
-                          busEnv)
-                   .exitCode == 0;
-    if (!answered) std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
-  if (!answered) return false;
+  auto asked = [&] {
+    return runProcess("/usr/bin/dbus-send",
+                      {"--session", "--print-reply", "--reply-timeout=500", "--dest=org.a11y.Bus",
+                       "/org/a11y/bus", "org.a11y.Bus.GetAddress"},
+                      busEnv)
+               .exitCode == 0;
+  };
+  if (!waitUntil(asked, std::chrono::seconds(10))) return false;
   // Toolkits that ask whether accessibility is on get a yes.
   runProcess("/usr/bin/dbus-send",
              {"--session", "--print-reply", "--dest=org.a11y.Bus", "/org/a11y/bus",

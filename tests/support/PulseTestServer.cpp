@@ -13,6 +13,7 @@
 #include <sstream>
 #include <thread>
 
+#include "support/Pump.h"
 #include "support/RunProcess.h"
 
 namespace murvelo::test {
@@ -111,16 +112,13 @@ bool PulseTestServer::start() {
                        {"DBUS_SESSION_BUS_ADDRESS", std::nullopt}},
                       dir_ / "server.log"))
     return false;
-  auto deadline = std::chrono::steady_clock::now() + 10s;
-  while (std::chrono::steady_clock::now() < deadline && process_.running()) {
-    if (std::filesystem::exists(dir_ / "native") && pactl({"info"})) {
-      fifo_ = open((dir_ / "speech.fifo").c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-      return true;
-    }
-    std::this_thread::sleep_for(20ms);
+  auto answers = [&] { return std::filesystem::exists(dir_ / "native") && pactl({"info"}); };
+  if (!waitUntil([&] { return answers() || !process_.running(); }, 10s) || !process_.running()) {
+    stop(true);
+    return false;
   }
-  stop(true);
-  return false;
+  fifo_ = open((dir_ / "speech.fifo").c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  return true;
 }
 
 void PulseTestServer::stop(bool crash) {
