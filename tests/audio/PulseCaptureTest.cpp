@@ -183,7 +183,6 @@ TEST_F(PulseCaptureTest, CapturesTheSpeechFedToTheSource) {
   EXPECT_EQ(facts.deviceID, "speech");
   EXPECT_EQ(facts.deviceName, "Speech");
   EXPECT_GE(facts.lastStopMs, 0);
-
 }
 
 TEST_F(PulseCaptureTest, NullSourceGivesSilenceAndARebuild) {
