@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "base/ManualLoop.h"
+#include "hotkey/FakeKeySource.h"
 #include "hotkey/HotkeyListener.h"
 #include "hotkey/evdev/EvdevKeySource.h"
 #include "support/Pump.h"
@@ -39,36 +40,38 @@ std::string describe(const std::vector<KeyEvent>& reports) {
 }
 
 TEST(EvdevKeyReader, RecordedStreamsBecomeReports) {
+  // Events as text: "+100" key down, "-100" up, "r100" auto-repeat (100 is Right Alt, 56 Left Alt,
+  // 30 A), "s0" a report, "d0" dropped events, "m100" a scan code.
+  auto events = [](const std::string& text) {
+    std::vector<input_event> out;
+    for (const auto& step : test::keySteps(text)) {
+      switch (step.what) {
+        case 's': out.push_back(report()); break;
+        case 'd': out.push_back(dropped()); break;
+        case 'm': out.push_back(ev(EV_MSC, MSC_SCAN, step.code)); break;
+        default: out.push_back(key(step.code, step.what == '+' ? 1 : step.what == '-' ? 0 : 2));
+      }
+    }
+    return out;
+  };
   struct Case {
     const char* name;
-    std::vector<input_event> events;
+    const char* events;
     std::optional<bool> deviceState;  // what EVIOCGKEY answers
     std::string reports;
   };
   const Case cases[] = {
-      {"press and release", {key(kRightAlt, 1), report(), key(kRightAlt, 0), report()}, false, "PR"},
-      {"auto-repeat",
-       {key(kRightAlt, 1), key(kRightAlt, 2), key(kRightAlt, 2), key(kRightAlt, 0)},
-       false,
-       "PrrR"},
-      {"other keys",
-       {key(KEY_LEFTALT, 1), key(KEY_A, 1), ev(EV_MSC, MSC_SCAN, 100), key(KEY_LEFTALT, 0)},
-       false,
-       ""},
-      {"dropped events, key now down",
-       {dropped(), key(kRightAlt, 0), key(kRightAlt, 1), report(), key(kRightAlt, 0)},
-       true,
-       "1R"},
-      {"dropped events, release lost", {key(kRightAlt, 1), dropped(), report()}, false, "P0"},
-      {"dropped events, device does not answer",
-       {key(kRightAlt, 1), dropped(), report(), key(kRightAlt, 2)},
-       std::nullopt,
-       "Pr"},
+      {"press and release", "+100 s0 -100 s0", false, "PR"},
+      {"auto-repeat", "+100 r100 r100 -100", false, "PrrR"},
+      {"other keys", "+56 +30 m100 -56", false, ""},
+      {"dropped events, key now down", "d0 -100 +100 s0 -100", true, "1R"},
+      {"dropped events, release lost", "+100 d0 s0", false, "P0"},
+      {"dropped events, device does not answer", "+100 d0 s0 r100", std::nullopt, "Pr"},
   };
   for (const auto& c : cases) {
     EvdevKeyReader reader(kRightAlt, [&] { return c.deviceState; });
     std::vector<KeyEvent> reports;
-    for (const auto& e : c.events) reader.feed(e, reports);
+    for (const auto& e : events(c.events)) reader.feed(e, reports);
     EXPECT_EQ(describe(reports), c.reports) << c.name;
   }
 }
