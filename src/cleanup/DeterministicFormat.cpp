@@ -28,8 +28,4 @@ FormatResult DeterministicFormat::format(std::string_view raw, bool optionA, boo
   return result;
 }
 
-FormatResult DeterministicFormat::layout(std::string_view tidied, std::string_view raw, bool layoutEnabled) {
-  return cleanup::layout::layout(tidied, raw, layoutEnabled);
-}
-
 }  // namespace murvelo::cleanup

@@ -12,10 +12,6 @@ namespace murvelo::cleanup {
 class DeterministicFormat final : public FormatEngine {
  public:
   FormatResult format(std::string_view raw, bool optionA, bool optionB) const override;
-
-  // The second half of `format`, on an already tidied text: the finishing guards and phrase rules,
-  // then the layout stages when `layoutEnabled`.
-  static FormatResult layout(std::string_view tidied, std::string_view raw, bool layoutEnabled);
 };
 
 }  // namespace murvelo::cleanup

@@ -1,7 +1,4 @@
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <thread>
@@ -10,11 +7,11 @@
 #include "app/LoginItem.h"
 #include "app/SingleInstanceGuard.h"
 #include "base/DefaultsStore.h"
+#include "support/ChildProcess.h"
+#include "support/Pump.h"
 #include "support/RecordingLogSink.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
-
-extern char** environ;
 
 namespace murvelo {
 namespace {
@@ -124,19 +121,14 @@ TEST(SingleInstanceGuard, WaiterStartsTheProgramOnceTheProcessHasEnded) {
   test::writeFile(program, "#!/bin/sh\necho \"$$\" > '" + marker.string() + "'\n");
   std::filesystem::permissions(program, std::filesystem::perms::owner_all);
 
-  pid_t pid = 0;
-  const char* sleeper[] = {"/bin/sleep", "0.6", nullptr};
-  ASSERT_EQ(posix_spawn(&pid, sleeper[0], nullptr, nullptr, const_cast<char**>(sleeper), environ), 0);
-  auto run = test::runProcess("/bin/sh", {"-c", Guard::waiterCommand(pid, program.string())});
+  test::ChildProcess sleeper;
+  ASSERT_TRUE(sleeper.start({"/bin/sleep", "0.6"}, {}, "/dev/null"));
+  auto run = test::runProcess("/bin/sh", {"-c", Guard::waiterCommand(sleeper.pid(), program.string())});
   ASSERT_EQ(run.exitCode, 0) << run.err;
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   EXPECT_FALSE(std::filesystem::exists(marker)) << "started while the process still ran";
-  int status = 0;
-  waitpid(pid, &status, 0);
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-  while (!std::filesystem::exists(marker) && std::chrono::steady_clock::now() < deadline)
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  EXPECT_TRUE(std::filesystem::exists(marker));
+  ASSERT_TRUE(test::waitUntil([&] { return !sleeper.running(); }));  // reaps it
+  EXPECT_TRUE(test::waitUntil([&] { return std::filesystem::exists(marker); }));
 }
 
 TEST(LoginItem, EntryFollowsTheSetting) {

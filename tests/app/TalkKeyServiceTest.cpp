@@ -25,8 +25,6 @@ struct Fixture {
   bool confirmed() const { return defaults.boolean(TalkKeyService::kConfirmedKey).value_or(false); }
 };
 
-std::vector<std::string> logsOf(test::ScopedLogCapture& capture) { return capture.sink().messages(); }
-
 TEST(TalkKeyService, StartListeningPublishesAndLogsAndWarmsUpOnce) {
   test::ScopedLogCapture capture;
   Fixture f;
@@ -40,7 +38,7 @@ TEST(TalkKeyService, StartListeningPublishesAndLogsAndWarmsUpOnce) {
   EXPECT_TRUE(f.service.startListening());
   EXPECT_EQ(f.prewarms, 1);
   EXPECT_EQ(published, (std::vector<bool>{true}));
-  auto logs = logsOf(capture);
+  auto logs = capture.sink().messages();
   EXPECT_EQ(logs[0], "startListening hotkey=rightOption inputMonitoring=false tapCreated=false");
   EXPECT_EQ(logs[1], "talk key: not allowed");
   EXPECT_EQ(logs[2], "startListening hotkey=rightOption inputMonitoring=true tapCreated=true");
@@ -71,7 +69,7 @@ TEST(TalkKeyService, PauseStopsTheKeyUntilResumed) {
   f.service.resume();
   EXPECT_TRUE(f.service.listening());
   EXPECT_EQ(f.source.starts.back(), 464);
-  auto logs = logsOf(capture);
+  auto logs = capture.sink().messages();
   EXPECT_EQ(logs[1], "hotkey paused");
   EXPECT_EQ(logs.back(), "hotkey resumed");
   EXPECT_EQ(f.target.calls, "");
@@ -86,7 +84,7 @@ TEST(TalkKeyService, VerificationOfAnOlderRegistrationIsSuperseded) {
   EXPECT_FALSE(f.confirmed());
   f.loop.advance(std::chrono::seconds(1));  // the scheduled verification of generation 2
   EXPECT_TRUE(f.confirmed());
-  auto logs = logsOf(capture);
+  auto logs = capture.sink().messages();
   EXPECT_EQ(logs[1], "registerForInputMonitoring tapCreated=true armed=true inputMonitoring=true pid=4242");
   EXPECT_EQ(logs[3], "verifyInputMonitoringLive superseded gen=1 now=2");
   EXPECT_EQ(logs[4], "verifyInputMonitoringLive armed=true preflight=true");
@@ -127,7 +125,7 @@ TEST(TalkKeyService, ArmWatchdogRetriesEachSecondWithinItsBudget) {
     do {
       f.source.refuse = f.source.starts.size() < static_cast<size_t>(c.refusedStarts);
     } while (f.loop.advanceToNextTimer());
-    EXPECT_EQ(logsOf(capture).back(), c.lastLog) << c.name;
+    EXPECT_EQ(capture.sink().messages().back(), c.lastLog) << c.name;
     EXPECT_EQ(live, c.live) << c.name;
     EXPECT_EQ(revoked, c.revoked) << c.name;
     EXPECT_EQ(f.confirmed(), c.live) << c.name;

@@ -1,91 +1,44 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "audio/DeviceResolution.h"
 
 namespace murvelo {
 namespace {
 
-CaptureDevice input(std::string id, bool builtIn, bool bluetooth) {
-  CaptureDevice d;
-  d.id = id;
-  d.name = "name of " + id;
-  d.isBuiltIn = builtIn;
-  d.isBluetooth = bluetooth;
-  return d;
-}
-
 TEST(DeviceResolutionTest, PicksTheInputForEachSelection) {
-  const CaptureDevice internal = input("internal", true, false);
-  const CaptureDevice usb = input("usb", false, false);
-  const CaptureDevice headset = input("headset", false, true);
+  // Inputs by id: "internal" is built in, "headset" is Bluetooth, "usb" is neither.
+  auto inputs = [](const std::string& ids) {
+    std::vector<CaptureDevice> devices;
+    std::istringstream words(ids);
+    for (std::string id; words >> id;)
+      devices.push_back({id, "name of " + id, id == "internal", id == "headset"});
+    return devices;
+  };
   struct Case {
     const char* what;
-    std::vector<CaptureDevice> devices;
+    const char* devices;
     std::optional<std::string> defaultID;
-    MicrophoneSelection selection;
+    const char* selection;                // as stored
     std::optional<std::string> expected;  // none: no microphone
     bool substituted;
   };
   const Case cases[] = {
-      {"built-in over a wired default",
-       {internal, usb},
-       "usb",
-       MicrophoneSelection::builtIn(),
-       "internal",
-       false},
-      {"built-in over a bluetooth default",
-       {internal, headset},
-       "headset",
-       MicrophoneSelection::builtIn(),
-       "internal",
-       true},
-      {"no built-in: the bluetooth default",
-       {usb, headset},
-       "headset",
-       MicrophoneSelection::builtIn(),
-       "headset",
-       false},
-      {"system default even when bluetooth",
-       {internal, headset},
-       "headset",
-       MicrophoneSelection::systemDefault(),
-       "headset",
-       false},
-      {"chosen device present",
-       {internal, usb},
-       "internal",
-       MicrophoneSelection::device("usb"),
-       "usb",
-       false},
-      {"chosen device absent: default",
-       {internal, headset},
-       "headset",
-       MicrophoneSelection::device("usb"),
-       "headset",
-       false},
-      {"default is not an input: first input",
-       {usb, internal},
-       "monitor",
-       MicrophoneSelection::systemDefault(),
-       "usb",
-       false},
-      {"no default at all: first input",
-       {usb},
-       std::nullopt,
-       MicrophoneSelection::device("gone"),
-       "usb",
-       false},
-      {"nothing", {}, std::nullopt, MicrophoneSelection::builtIn(), std::nullopt, false},
-      {"default named but nothing found",
-       {},
-       "monitor",
-       MicrophoneSelection::systemDefault(),
-       std::nullopt,
-       false},
+      {"built-in over a wired default", "internal usb", "usb", "built-in", "internal", false},
+      {"built-in over a bluetooth default", "internal headset", "headset", "built-in", "internal", true},
+      {"no built-in: the bluetooth default", "usb headset", "headset", "built-in", "headset", false},
+      {"system default even when bluetooth", "internal headset", "headset", "system", "headset", false},
+      {"chosen device present", "internal usb", "internal", "device:usb", "usb", false},
+      {"chosen device absent: default", "internal headset", "headset", "device:usb", "headset", false},
+      {"default is not an input: first input", "usb internal", "monitor", "system", "usb", false},
+      {"no default at all: first input", "usb", std::nullopt, "device:gone", "usb", false},
+      {"nothing", "", std::nullopt, "built-in", std::nullopt, false},
+      {"default named but nothing found", "", "monitor", "system", std::nullopt, false},
   };
   for (const auto& c : cases) {
-    DeviceList found{c.devices, c.defaultID};
-    auto resolved = resolveDevice(found, c.selection);
+    DeviceList found{inputs(c.devices), c.defaultID};
+    auto resolved = resolveDevice(found, *MicrophoneSelection::fromStoredString(c.selection));
     ASSERT_EQ(resolved.has_value(), c.expected.has_value()) << c.what;
     if (!resolved) continue;
     EXPECT_EQ(resolved->device.id, *c.expected) << c.what;

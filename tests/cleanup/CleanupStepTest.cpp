@@ -38,15 +38,23 @@ TEST_F(CleanupStepTest, OffKeepsTheWordsButStillCorrects) {
 }
 
 TEST_F(CleanupStepTest, TidyCleansAndKeepsADanglingEndingOpen) {
+  struct Case {
+    const char* raw;
+    bool sentenceStart;
+    const char* cleaned;
+  };
+  const Case cases[] = {
+      {"um we meet monday at 3, no wait, tuesday at 4", true, "We meet Tuesday at 4."},
+      {"um so like, we need three boxes, no, four boxes", true, "So we need four boxes."},
+      {"we went to the store and", true, "We went to the store and"},
+      {"I went to the store because", true, "I went to the store because"},
+      {"we went to the store and.", true, "We went to the store and."},  // the speaker's own full stop
+      {"a grace period", true, "A grace period."},
+      {"and then we left", false, "and then we left."},
+  };
   const CleanupStep step(nullptr, dictionary_);
-  EXPECT_EQ(
-      step.clean("um we meet monday at 3, no wait, tuesday at 4", CleanupLevel::light, true, false).text,
-      "We meet Tuesday at 4.");
-  EXPECT_EQ(step.clean("we went to the store and", CleanupLevel::light, true, false).text,
-            "We went to the store and");
-  EXPECT_EQ(step.clean("we went to the store and.", CleanupLevel::light, true, false).text,
-            "We went to the store and.");
-  EXPECT_EQ(step.clean("and then we left", CleanupLevel::light, false, false).text, "and then we left.");
+  for (const auto& c : cases)
+    EXPECT_EQ(step.clean(c.raw, CleanupLevel::light, c.sentenceStart, false).text, c.cleaned) << c.raw;
 }
 
 TEST_F(CleanupStepTest, TidyFallsBackToTheRawTextWhenACheckFails) {

@@ -13,16 +13,6 @@
 namespace murvelo::cleanup {
 namespace {
 
-// The Tidy level as the controller runs it: stages 0 to 3, then the reconciliation.
-std::string tidyLevel(const std::string& raw, bool sentenceStart = true) {
-  std::vector<FormatEdit> edits;
-  std::string text = tidyCore(raw, sentenceStart, true, true, edits);
-  text = tidy(text, sentenceStart, edits);
-  text = applyExplicitCorrections(text, sentenceStart, edits);
-  text = restoreUnfinishedEnding(text, raw, edits);
-  return reconcile(text, raw).text;
-}
-
 bool hasEdit(const std::vector<FormatEdit>& edits, const std::string& rule) {
   return std::any_of(edits.begin(), edits.end(), [&](const FormatEdit& edit) { return edit.rule == rule; });
 }
@@ -247,18 +237,6 @@ TEST(TidyCore, WordsMarksAndCapitals) {
   std::vector<FormatEdit> edits;
   EXPECT_EQ(tidyCore("and then we left", false, true, true, edits), "and then we left.");  // mid-sentence
   EXPECT_EQ(tidyCore("um hello there", true, false, false, edits), "hello there");         // both options off
-}
-
-TEST(TidyLevel, WholePath) {
-  const TextCase cases[] = {
-      {"let's meet monday at 3, no wait, tuesday at 4", "Let's meet Tuesday at 4."},
-      {"um so like, we need three boxes, no, four boxes", "So we need four boxes."},
-      {"I went to the store and", "I went to the store and"},
-      {"I went to the store because", "I went to the store because"},
-      {"I went to the store and.", "I went to the store and."},  // the speaker's own full stop stays
-      {"a grace period", "A grace period."},
-  };
-  for (const auto& c : cases) EXPECT_EQ(tidyLevel(c.input), c.output) << c.input;
 }
 
 TEST(TidyUnfinishedEnding, DropsOnlyTheAddedStop) {

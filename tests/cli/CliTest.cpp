@@ -18,6 +18,13 @@ class CliTest : public ::testing::Test {
   }
   std::filesystem::path defaultsFile() const { return home_.path() / "murvelo" / "defaults.json"; }
 
+  // Whether the clean command's JSON lists an edit by `rule`.
+  static bool hasEdit(const nlohmann::json& json, const std::string& rule) {
+    for (const auto& edit : json["edits"])
+      if (edit["rule"] == rule) return true;
+    return false;
+  }
+
   test::TempDir home_;
 };
 
@@ -46,6 +53,13 @@ TEST_F(CliTest, BadArgumentsGiveUsageAndStatusTwo) {
       {"settings", "set", "hotkey"},
       {"settings", "get"},
       {"history", "purge"},
+      {"clean"},
+      {"clean", "--level", "loud"},
+      {"clean", "--level", "light", "extra"},
+      {"words"},
+      {"words", "add", "x"},
+      {"words", "remove"},
+      {"words", "frob"},
   };
   for (const auto& args : cases) {
     auto result = run(args);
@@ -56,7 +70,7 @@ TEST_F(CliTest, BadArgumentsGiveUsageAndStatusTwo) {
 }
 
 TEST_F(CliTest, EverySubcommandHasHelp) {
-  for (const char* command : {"clean", "wer", "settings", "history"}) {
+  for (const char* command : {"clean", "words", "wer", "settings", "history"}) {
     auto result = run({command, "--help"});
     EXPECT_EQ(result.exitCode, 0) << command;
     EXPECT_NE(result.out.find("usage: murvelo-cli " + std::string(command)), std::string::npos) << command;
@@ -145,6 +159,62 @@ TEST_F(CliTest, HistoryPrintsNewestFirstAndClears) {
 
   EXPECT_EQ(run({"history", "clear"}).exitCode, 0);
   EXPECT_EQ(run({"history"}).out, "[]\n");
+}
+
+TEST_F(CliTest, CleansStandardInputAtEachLevel) {
+  const std::string said = "um we meet at 3 PM. no wait, we meet at 4 PM.\n";
+  EXPECT_EQ(run({"clean", "--level", "light"}, said).out, "We meet at 4 PM.\n");
+  EXPECT_EQ(run({"clean", "--level", "none"}, said).out, "um we meet at 3 PM. no wait, we meet at 4 PM.\n");
+  EXPECT_EQ(run({"clean", "--level", "light", "--mid-sentence"}, "and then we left").out,
+            "and then we left.\n");
+
+  auto json = nlohmann::json::parse(run({"clean", "--level", "light", "--json"}, said).out);
+  EXPECT_EQ(json["text"], "We meet at 4 PM.");
+  EXPECT_TRUE(json["rejection"].is_null());
+  EXPECT_TRUE(hasEdit(json, "explicit-repeated-lead-correction"));
+
+  // A check that falls back names itself, and the raw text is what comes out.
+  json = nlohmann::json::parse(run({"clean", "--level", "light", "--json"}, "Go. if it rains. we stay").out);
+  EXPECT_EQ(json["text"], "Go. if it rains. we stay");
+  EXPECT_EQ(json["rejection"], "ambiguous-tidy-conditional-join");
+}
+
+TEST_F(CliTest, WordsAreKeptAndAppliedAtEveryLevel) {
+  ASSERT_EQ(run({"words", "add", "teh", "the"}).exitCode, 0);
+  ASSERT_EQ(run({"words", "add", "Teh", "THE"}).exitCode, 0);  // replaces the entry above
+  auto listed = nlohmann::json::parse(run({"words", "list"}).out);
+  ASSERT_EQ(listed.size(), 1u);
+  EXPECT_EQ(listed[0]["wrong"], "Teh");
+  EXPECT_EQ(listed[0]["right"], "THE");
+
+  EXPECT_EQ(run({"clean", "--level", "none"}, "teh end").out, "THE end\n");
+  EXPECT_EQ(run({"clean", "--level", "none"}, "push to github").out, "push to github\n");
+  EXPECT_EQ(run({"clean", "--level", "none", "--developer-vocab"}, "push to github").out, "push to GitHub\n");
+
+  EXPECT_EQ(run({"words", "remove", "TEH"}).exitCode, 0);
+  EXPECT_EQ(run({"words", "remove", "teh"}).exitCode, 1);
+  EXPECT_EQ(run({"words", "list"}).out, "[]\n");
+}
+
+TEST_F(CliTest, FormatLevelLaysOutAndThenCorrects) {
+  const std::string said = "hi john, thanks for the update. talk soon. ben\n";
+  EXPECT_EQ(run({"clean", "--level", "format"}, said).out,
+            "Hi John,\n\nThanks for the update.\n\nTalk soon,\nBen\n");
+
+  auto json = nlohmann::json::parse(run({"clean", "--level", "format", "--json"}, said).out);
+  EXPECT_EQ(json["text"], "Hi John,\n\nThanks for the update.\n\nTalk soon,\nBen");
+  EXPECT_TRUE(json["rejection"].is_null());
+  EXPECT_TRUE(hasEdit(json, "email-greeting"));
+
+  // The user's own spellings apply after layout.
+  ASSERT_EQ(run({"words", "add", "Ben", "Benedikt"}).exitCode, 0);
+  EXPECT_EQ(run({"clean", "--level", "format"}, said).out,
+            "Hi John,\n\nThanks for the update.\n\nTalk soon,\nBenedikt\n");
+
+  // A guard that refuses names itself; the raw text comes out.
+  json = nlohmann::json::parse(run({"clean", "--level", "format", "--json"}, "Go. if it rains. we stay").out);
+  EXPECT_EQ(json["text"], "Go. if it rains. we stay");
+  EXPECT_EQ(json["rejection"], "ambiguous-tidy-conditional-join");
 }
 
 }  // namespace

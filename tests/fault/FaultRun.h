@@ -1,6 +1,8 @@
 #pragma once
 // What the fault drivers share: their options, a scratch folder in memory where possible, the round
 // clock, and a step that a hang ends with SIGALRM instead of stalling CI.
+#include <stdarg.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -45,14 +47,24 @@ inline std::filesystem::path scratchFolder(const std::string& name) {
 class RoundClock {
  public:
   explicit RoundClock(double seconds) : seconds_(seconds) {}
-  bool timeLeft() const {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count() <= seconds_;
+  bool timeLeft() const { return elapsed() <= seconds_; }
+  double elapsed() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
   }
 
  private:
   double seconds_;
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
+
+// Prints a fault on standard error; 1, to add to the failure count.
+__attribute__((format(printf, 1, 2))) inline int fail(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  vfprintf(stderr, format, args);
+  va_end(args);
+  return 1;
+}
 
 // Runs `step`, storing its duration in `took`; a step still running after 10 s ends the process.
 template <typename Step>

@@ -102,12 +102,12 @@ int main(int argc, char** argv) {
   int fd = ::open(model.c_str(), O_RDWR);
   const std::vector<Field> fields = layoutFields(fd);
 
-  const auto start = std::chrono::steady_clock::now();
+  const murvelo::fault::RoundClock clock(seconds);
   long done = 0, accepted = 0, loaded = 0;
   int failures = 0;
   double slowest = 0;
   for (long round = 0; round < rounds && failures == 0; ++round) {
-    if (std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() > seconds) break;
+    if (!clock.timeLeft()) break;
     // One to three fields changed at once.
     std::vector<std::pair<off_t, std::int32_t>> saved;
     const int changes = 1 + static_cast<int>(random() % 3);
@@ -121,10 +121,7 @@ int main(int argc, char** argv) {
     double took = 0;
     auto info = fault::timedStep([&] { return inspectWhisperModel(model); }, took);
     slowest = std::max(slowest, took);
-    if (took > 1.0) {
-      std::fprintf(stderr, "round %ld: the check took %.1f s\n", round, took);
-      ++failures;
-    }
+    if (took > 1.0) failures += murvelo::fault::fail("round %ld: the check took %.1f s\n", round, took);
     if (info.ok()) {
       ++accepted;
       if (loaded < loads) {
@@ -148,7 +145,6 @@ int main(int argc, char** argv) {
   std::printf(
       "model header fault driver: %ld rounds, %ld accepted (%ld loaded in whisper.cpp), slowest check "
       "%.1f ms, %d failures, %.1f s\n",
-      done, accepted, loaded, slowest * 1e3, failures,
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+      done, accepted, loaded, slowest * 1e3, failures, clock.elapsed());
   return failures == 0 ? 0 : 1;
 }

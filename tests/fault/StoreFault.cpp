@@ -77,7 +77,7 @@ int main(int argc, char** argv) {
   if (dir.empty()) return 2;
   const std::filesystem::path file = dir / "murvelo" / "defaults.json";
 
-  const auto start = std::chrono::steady_clock::now();
+  const murvelo::fault::RoundClock clock(seconds);
   long done = 0;
   long kills = 0;
   long claims = 0;
@@ -85,7 +85,7 @@ int main(int argc, char** argv) {
   std::set<std::string> words;      // every correction ever reported saved
   std::set<std::string> histories;  // history entries reported added by writers that were not killed
   for (long round = 0; round < rounds; ++round) {
-    if (std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() > seconds) break;
+    if (!clock.timeLeft()) break;
     int pipes[kWriters][2];
     pid_t children[kWriters];
     for (int w = 0; w < kWriters; ++w) {
@@ -118,17 +118,13 @@ int main(int argc, char** argv) {
       ::close(pipes[w][0]);
       int status = 0;
       ::waitpid(children[w], &status, 0);
-      if (w != victim && !(WIFEXITED(status) && WEXITSTATUS(status) == 0)) {
-        std::fprintf(stderr, "round %ld: writer %d failed (status %d)\n", round, w, status);
-        ++failures;
-      }
+      if (w != victim && !(WIFEXITED(status) && WEXITSTATUS(status) == 0))
+        failures += murvelo::fault::fail("round %ld: writer %d failed (status %d)\n", round, w, status);
     }
 
     auto store = FileDefaultsStore::open(file);
-    if (!store->movedAsideTo().empty() || !store->openStatus()) {
-      std::fprintf(stderr, "round %ld: the file did not survive\n", round);
-      ++failures;
-    }
+    if (!store->movedAsideTo().empty() || !store->openStatus())
+      failures += murvelo::fault::fail("round %ld: the file did not survive\n", round);
     CorrectionsDictionary dictionary(*store);
     dictionary.load();
     std::set<std::string> present;
@@ -141,10 +137,8 @@ int main(int argc, char** argv) {
       }
     }
     for (const auto& [key, value] : lastSetting) {
-      if (victim < 0 && store->string(key) != value) {
-        std::fprintf(stderr, "round %ld: %s lost its last value\n", round, key.c_str());
-        ++failures;
-      }
+      if (victim < 0 && store->string(key) != value)
+        failures += murvelo::fault::fail("round %ld: %s lost its last value\n", round, key.c_str());
     }
     HistoryStore history(*store);
     history.load();
@@ -152,19 +146,16 @@ int main(int argc, char** argv) {
     for (const auto& item : history.items()) kept.insert(item.text);
     for (const auto& text : histories) {
       // Only the newest 50 are kept by design.
-      if (!kept.count(text) && kept.size() < HistoryStore::kMaxItems) {
-        std::fprintf(stderr, "round %ld: history entry %s is gone\n", round, text.c_str());
-        ++failures;
-      }
+      if (!kept.count(text) && kept.size() < HistoryStore::kMaxItems)
+        failures += murvelo::fault::fail("round %ld: history entry %s is gone\n", round, text.c_str());
     }
     histories.clear();
     // The next writer clears what a killed one left behind.
     store->setBool("checked", true);
     for (const auto& entry : std::filesystem::directory_iterator(file.parent_path())) {
-      if (entry.path().filename().string().find(".tmp-") != std::string::npos) {
-        std::fprintf(stderr, "round %ld: stale temp file %s\n", round, entry.path().filename().c_str());
-        ++failures;
-      }
+      if (entry.path().filename().string().find(".tmp-") != std::string::npos)
+        failures +=
+            murvelo::fault::fail("round %ld: stale temp file %s\n", round, entry.path().filename().c_str());
     }
     // Keep the list small so that the rounds stay fast.
     if (words.size() > 200) {
@@ -176,7 +167,7 @@ int main(int argc, char** argv) {
   }
   std::error_code ignored;
   std::filesystem::remove_all(dir, ignored);
-  double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  double elapsed = clock.elapsed();
   std::printf(
       "store fault driver: %ld rounds, %d writers each, %ld killed with SIGKILL, %ld saves checked, "
       "%d failures, %.1f s\n",

@@ -9,8 +9,10 @@
 #include <thread>
 
 #include "base/ManualLoop.h"
+#include "hotkey/FakeKeySource.h"
 #include "hotkey/HotkeyListener.h"
 #include "hotkey/evdev/EvdevKeySource.h"
+#include "support/Pump.h"
 #include "support/TempDir.h"
 
 namespace murvelo {
@@ -29,50 +31,47 @@ input_event key(int code, int value) { return ev(EV_KEY, code, value); }
 input_event report() { return ev(EV_SYN, SYN_REPORT, 0); }
 input_event dropped() { return ev(EV_SYN, SYN_DROPPED, 0); }
 
+// P press, R release, r repeat, 1/0 a state reading.
 std::string describe(const std::vector<KeyEvent>& reports) {
   std::string out;
-  for (const auto& r : reports) {
-    switch (r.kind) {
-      case KeyEvent::Kind::press: out += "P"; break;
-      case KeyEvent::Kind::release: out += "R"; break;
-      case KeyEvent::Kind::repeat: out += "r"; break;
-      case KeyEvent::Kind::state: out += r.down ? "1" : "0"; break;
-    }
-  }
+  for (const auto& r : reports)
+    out += r.kind == KeyEvent::Kind::state ? (r.down ? '1' : '0') : "PRr"[static_cast<int>(r.kind)];
   return out;
 }
 
 TEST(EvdevKeyReader, RecordedStreamsBecomeReports) {
+  // Events as text: "+100" key down, "-100" up, "r100" auto-repeat (100 is Right Alt, 56 Left Alt,
+  // 30 A), "s0" a report, "d0" dropped events, "m100" a scan code.
+  auto events = [](const std::string& text) {
+    std::vector<input_event> out;
+    for (const auto& step : test::keySteps(text)) {
+      switch (step.what) {
+        case 's': out.push_back(report()); break;
+        case 'd': out.push_back(dropped()); break;
+        case 'm': out.push_back(ev(EV_MSC, MSC_SCAN, step.code)); break;
+        default: out.push_back(key(step.code, step.what == '+' ? 1 : step.what == '-' ? 0 : 2));
+      }
+    }
+    return out;
+  };
   struct Case {
     const char* name;
-    std::vector<input_event> events;
+    const char* events;
     std::optional<bool> deviceState;  // what EVIOCGKEY answers
     std::string reports;
   };
   const Case cases[] = {
-      {"press and release", {key(kRightAlt, 1), report(), key(kRightAlt, 0), report()}, false, "PR"},
-      {"auto-repeat",
-       {key(kRightAlt, 1), key(kRightAlt, 2), key(kRightAlt, 2), key(kRightAlt, 0)},
-       false,
-       "PrrR"},
-      {"other keys",
-       {key(KEY_LEFTALT, 1), key(KEY_A, 1), ev(EV_MSC, MSC_SCAN, 100), key(KEY_LEFTALT, 0)},
-       false,
-       ""},
-      {"dropped events, key now down",
-       {dropped(), key(kRightAlt, 0), key(kRightAlt, 1), report(), key(kRightAlt, 0)},
-       true,
-       "1R"},
-      {"dropped events, release lost", {key(kRightAlt, 1), dropped(), report()}, false, "P0"},
-      {"dropped events, device does not answer",
-       {key(kRightAlt, 1), dropped(), report(), key(kRightAlt, 2)},
-       std::nullopt,
-       "Pr"},
+      {"press and release", "+100 s0 -100 s0", false, "PR"},
+      {"auto-repeat", "+100 r100 r100 -100", false, "PrrR"},
+      {"other keys", "+56 +30 m100 -56", false, ""},
+      {"dropped events, key now down", "d0 -100 +100 s0 -100", true, "1R"},
+      {"dropped events, release lost", "+100 d0 s0", false, "P0"},
+      {"dropped events, device does not answer", "+100 d0 s0 r100", std::nullopt, "Pr"},
   };
   for (const auto& c : cases) {
     EvdevKeyReader reader(kRightAlt, [&] { return c.deviceState; });
     std::vector<KeyEvent> reports;
-    for (const auto& e : c.events) reader.feed(e, reports);
+    for (const auto& e : events(c.events)) reader.feed(e, reports);
     EXPECT_EQ(describe(reports), c.reports) << c.name;
   }
 }
@@ -145,13 +144,7 @@ class EvdevKeySourceTest : public ::testing::Test {
   }
 
   bool waitFor(const std::string& expected) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (reports != expected) {
-      if (std::chrono::steady_clock::now() > deadline) return false;
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      loop.runUntilIdle();
-    }
-    return true;
+    return test::pumpUntil(loop, [&] { return reports == expected; });
   }
 
   void TearDown() override {

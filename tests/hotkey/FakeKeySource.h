@@ -1,6 +1,7 @@
 #pragma once
 
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,19 @@
 #include "hotkey/KeySource.h"
 
 namespace murvelo::test {
+
+// Key steps written as text: "+100" press, "-100" release, "r100" auto-repeat, "s1"/"s0" the key's
+// state read after a gap in events (down/up).
+struct KeyStep {
+  char what;
+  int code;
+};
+inline std::vector<KeyStep> keySteps(const std::string& text) {
+  std::vector<KeyStep> steps;
+  std::istringstream words(text);
+  for (std::string word; words >> word;) steps.push_back({word[0], std::stoi(word.substr(1))});
+  return steps;
+}
 
 // A key source the test drives: it refuses to start while `refuse` is set, remembers the codes it
 // was started on, and delivers reports only while started, like a real source.

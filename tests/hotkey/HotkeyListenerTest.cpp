@@ -8,66 +8,37 @@ namespace murvelo {
 namespace {
 
 using EK = KeyEvent::Kind;
-constexpr int kLeftAlt = 56;
 constexpr int kRightAlt = 100;
-
-// A step of a sequence: a key event, or a resynchronisation after a gap.
-struct Input {
-  KeyEvent event;
-  std::optional<bool> resyncDown = std::nullopt;
-};
 
 TEST(HotkeyListener, KeyReportsBecomeOneStartAndOneStopPerPress) {
   struct Case {
     const char* name;
     HotkeyChoice key;
-    std::vector<Input> inputs;
+    const char* steps;    // see test::keySteps; 56 is Left Alt, 100 Right Alt
     std::string reports;  // S = start, T = stop
   };
   const Case cases[] = {
-      {"press and release",
-       HotkeyChoice::rightOption,
-       {{{kRightAlt, EK::press}}, {{kRightAlt, EK::release}}},
-       "ST"},
-      {"left key alone", HotkeyChoice::rightOption, {{{kLeftAlt, EK::press}}, {{kLeftAlt, EK::release}}}, ""},
-      {"left held, right pressed",
-       HotkeyChoice::rightOption,
-       {{{kLeftAlt, EK::press}},
-        {{kRightAlt, EK::press}},
-        {{kRightAlt, EK::release}},
-        {{kLeftAlt, EK::release}}},
-       "ST"},
-      {"auto-repeat",
-       HotkeyChoice::rightOption,
-       {{{kRightAlt, EK::press}},
-        {{kRightAlt, EK::repeat}},
-        {{kRightAlt, EK::repeat}},
-        {{kRightAlt, EK::release}}},
-       "ST"},
-      {"duplicate press",
-       HotkeyChoice::rightControl,
-       {{{97, EK::press}}, {{97, EK::press}}, {{97, EK::release}}},
-       "ST"},
-      {"release missed in a gap",
-       HotkeyChoice::rightOption,
-       {{{kRightAlt, EK::press}}, {{0, EK::press}, false}, {{kRightAlt, EK::press}}},
-       "STS"},
-      {"press during a gap", HotkeyChoice::fn, {{{0, EK::press}, true}, {{464, EK::release}}}, "ST"},
-      {"gap with no change", HotkeyChoice::rightCommand, {{{126, EK::press}}, {{0, EK::press}, true}}, "S"},
-      {"other modifiers while fn is held",
-       HotkeyChoice::fn,
-       {{{464, EK::press}}, {{kLeftAlt, EK::press}}, {{kLeftAlt, EK::release}}, {{464, EK::release}}},
-       "ST"},
+      {"press and release", HotkeyChoice::rightOption, "+100 -100", "ST"},
+      {"left key alone", HotkeyChoice::rightOption, "+56 -56", ""},
+      {"left held, right pressed", HotkeyChoice::rightOption, "+56 +100 -100 -56", "ST"},
+      {"auto-repeat", HotkeyChoice::rightOption, "+100 r100 r100 -100", "ST"},
+      {"duplicate press", HotkeyChoice::rightControl, "+97 +97 -97", "ST"},
+      {"release missed in a gap", HotkeyChoice::rightOption, "+100 s0 +100", "STS"},
+      {"press during a gap", HotkeyChoice::fn, "s1 -464", "ST"},
+      {"gap with no change", HotkeyChoice::rightCommand, "+126 s1", "S"},
+      {"other modifiers while fn is held", HotkeyChoice::fn, "+464 +56 -56 -464", "ST"},
   };
   for (const auto& c : cases) {
     std::string reports;
     HotkeyListener listener(
         nullptr, c.key, [&] { reports += 'S'; }, [&] { reports += 'T'; });
-    for (const auto& input : c.inputs) {
-      if (input.resyncDown)
-        listener.resynchronise(*input.resyncDown);
+    for (const auto& step : test::keySteps(c.steps)) {
+      if (step.what == 's')
+        listener.resynchronise(step.code != 0);
       else
-        listener.handle(input.event);
+        listener.handle({step.code, step.what == '+'   ? EK::press
+                                    : step.what == '-' ? EK::release
+                                                       : EK::repeat});
     }
     EXPECT_EQ(reports, c.reports) << c.name;
   }

@@ -1,18 +1,17 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <thread>
-
 #include "base/ManualLoop.h"
+#include "hotkey/FakeKeySource.h"
 #include "hotkey/HotkeyListener.h"
 #include "hotkey/XTestKeyboard.h"
 #include "hotkey/x11/X11KeySource.h"
+#include "support/Pump.h"
 #include "support/XvfbServer.h"
 
 namespace murvelo {
 namespace {
 
-constexpr int kLeftAlt = 56, kRightAlt = 100, kLetterA = 30, kLeftCtrl = 29;
+constexpr int kRightAlt = 100;
 
 // Passes everything through and counts the state readings delivered.
 class CountingSource : public KeySource {
@@ -68,13 +67,7 @@ class X11KeySourceTest : public ::testing::Test {
 
   template <typename Predicate>
   bool waitFor(Predicate done) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!done()) {
-      if (std::chrono::steady_clock::now() > deadline) return false;
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      loop.runUntilIdle();
-    }
-    return true;
+    return test::pumpUntil(loop, done);
   }
 
   ManualLoop loop;
@@ -89,24 +82,21 @@ class X11KeySourceTest : public ::testing::Test {
 TEST_F(X11KeySourceTest, RealKeyStrokesBecomeOneStartAndOneStop) {
   struct Case {
     const char* name;
-    std::vector<std::pair<int, bool>> keys;  // evdev code, pressed
+    const char* keys;  // evdev codes, see test::keySteps: 56 Left Alt, 100 Right Alt, 30 A, 29 Left Ctrl
     std::string reports;
   };
   const Case cases[] = {
-      {"right alt", {{kRightAlt, true}, {kRightAlt, false}}, "ST"},
-      {"left alt", {{kLeftAlt, true}, {kLeftAlt, false}}, ""},
-      {"left held, right tapped",
-       {{kLeftAlt, true}, {kRightAlt, true}, {kRightAlt, false}, {kLeftAlt, false}},
-       "ST"},
-      {"second press while down", {{kRightAlt, true}, {kRightAlt, true}, {kRightAlt, false}}, "ST"},
-      {"letters and other modifiers",
-       {{kLetterA, true}, {kLetterA, false}, {kLeftCtrl, true}, {kLeftCtrl, false}},
-       ""},
+      {"right alt", "+100 -100", "ST"},
+      {"left alt", "+56 -56", ""},
+      {"left held, right tapped", "+56 +100 -100 -56", "ST"},
+      {"second press while down", "+100 +100 -100", "ST"},
+      {"letters and other modifiers", "+30 -30 +29 -29", ""},
   };
   ASSERT_TRUE(listen(HotkeyChoice::rightOption));
   for (const auto& c : cases) {
     reports.clear();
-    for (auto [code, pressed] : c.keys) pressed ? keyboard->press(code) : keyboard->release(code);
+    for (auto step : test::keySteps(c.keys))
+      step.what == '+' ? keyboard->press(step.code) : keyboard->release(step.code);
     ASSERT_TRUE(settle()) << c.name;
     EXPECT_EQ(reports, c.reports) << c.name;
     EXPECT_FALSE(listener->keyDown()) << c.name;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "sim/Scenario.h"
@@ -32,13 +31,6 @@ Expectations expectationsOf(const std::string& text) {
   return expected;
 }
 
-std::string readFile(const fs::path& path) {
-  std::ifstream in(path);
-  std::stringstream buffer;
-  buffer << in.rdbuf();
-  return buffer.str();
-}
-
 std::vector<fs::path> scenarioFiles() {
   std::vector<fs::path> files;
   for (const auto& entry : fs::directory_iterator(fs::path(MURVELO_SOURCE_DIR) / "tests" / "scenarios"))
@@ -50,7 +42,7 @@ std::vector<fs::path> scenarioFiles() {
 class ScenarioFile : public ::testing::TestWithParam<fs::path> {};
 
 TEST_P(ScenarioFile, ProducesItsExpectedEvents) {
-  std::string text = readFile(GetParam());
+  std::string text = test::readFile(GetParam());
   Expectations expected = expectationsOf(text);
   ASSERT_FALSE(expected.inOrder.empty()) << "a scenario without expectations tests nothing";
   auto steps = parseScenario(text);

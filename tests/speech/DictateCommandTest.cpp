@@ -5,17 +5,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 #include "accuracy/WER.h"
 #include "audio/AudioFile.h"
 #include "support/ChildProcess.h"
+#include "support/Pump.h"
 #include "support/RunProcess.h"
+#include "support/SharedModel.h"
 #include "support/TempDir.h"
-#include "tools/SyntheticWhisperModel.h"
 
 namespace murvelo {
 namespace {
@@ -25,8 +24,7 @@ constexpr const char* kSentence = "The meeting is on Tuesday at three o'clock in
 class DictateCommandTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    dir_ = new test::TempDir();
-    ASSERT_TRUE(SyntheticWhisperModel::write(model(), SyntheticWhisperModel::Architecture::tinyEn));
+    dir_ = &test::sharedModelDir();
     // A speaker who pauses half a second before and after the sentence.
     auto spoken = test::runProcess(
         "/usr/bin/espeak-ng", {"-v", "en-us", "-s", "140", "-w", (*dir_ / "spoken.wav").string(), kSentence});
@@ -36,11 +34,7 @@ class DictateCommandTest : public ::testing::Test {
                                           "-b", "16", sample().string(), "pad", "0.5", "0.5"});
     ASSERT_EQ(converted.exitCode, 0) << converted.err;
   }
-  static void TearDownTestSuite() {
-    delete dir_;
-    dir_ = nullptr;
-  }
-  static std::filesystem::path model() { return *dir_ / "ggml-tiny.en.bin"; }
+  static std::filesystem::path model() { return test::tinyModel(); }
   static std::filesystem::path sample() { return *dir_ / "sample.wav"; }
 
   test::ProcessResult run(const std::vector<std::string>& args) {
@@ -51,10 +45,9 @@ class DictateCommandTest : public ::testing::Test {
                              {"MURVELO_LOG_LEVEL", "error"}});
   }
 
-  static test::TempDir* dir_;
+  static inline const test::TempDir* dir_ = nullptr;
   test::TempDir home_;
 };
-test::TempDir* DictateCommandTest::dir_ = nullptr;
 
 std::string delivered(const test::ProcessResult& result) {
   auto json = nlohmann::json::parse(result.out, nullptr, false);
@@ -162,18 +155,12 @@ TEST_F(DictateCommandTest, RecordingsGoWithTheProcessThatMadeThem) {
        {"XDG_RUNTIME_DIR", home_.path().string()}},
       home_.path() / "dictate.log"));
   auto own = home_.path() / ("murvelo-audio-" + std::to_string(dictate.pid()));
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (!std::filesystem::exists(own) && std::chrono::steady_clock::now() < deadline)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  ASSERT_TRUE(std::filesystem::exists(own));
+  ASSERT_TRUE(test::waitUntil([&] { return std::filesystem::exists(own); }, std::chrono::seconds(20)));
   EXPECT_EQ(std::filesystem::status(own).permissions() & std::filesystem::perms::all,
             std::filesystem::perms::owner_all);
   std::ofstream(own / "qlx-recording.wav") << "RIFF";
   kill(dictate.pid(), SIGTERM);
-  deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (dictate.running() && std::chrono::steady_clock::now() < deadline)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  EXPECT_FALSE(dictate.running());
+  EXPECT_TRUE(test::waitUntil([&] { return !dictate.running(); }, std::chrono::seconds(10)));
   EXPECT_FALSE(std::filesystem::exists(own)) << "an interrupted dictation leaves no recording behind";
 }
 

@@ -1,14 +1,12 @@
 // Model downloads against a loopback HTTP server that honours byte ranges.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 #include <random>
-#include <thread>
 
 #include "speech/whisper/ModelDownloader.h"
+#include "support/ChildProcess.h"
+#include "support/Pump.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
 
@@ -68,22 +66,12 @@ class ModelDownloadTest : public ::testing::Test {
     test::writeFile(served() / "ggml-base.en.bin", body);
     test::writeFile(temp / "expected.bin", body);
     sha1 = ModelDownloader::sha1Of(temp / "expected.bin");
-    server = fork();
-    if (server == 0) {
-      execl("/usr/bin/python3", "python3", (temp / "server.py").c_str(), served().c_str(),
-            (temp / "port").c_str(), nullptr);
-      _exit(127);
-    }
-    for (int i = 0; i < 500 && !std::filesystem::exists(temp / "port"); ++i)
-      std::this_thread::sleep_for(10ms);
-    ASSERT_TRUE(std::filesystem::exists(temp / "port")) << "the loopback server did not start";
+    ASSERT_TRUE(server.start(
+        {"/usr/bin/python3", (temp / "server.py").string(), served().string(), (temp / "port").string()}, {},
+        temp / "server.log"));
+    ASSERT_TRUE(test::waitUntil([&] { return std::filesystem::exists(temp / "port"); }))
+        << "the loopback server did not start";
     base = "http://127.0.0.1:" + test::readFile(temp / "port") + "/";
-  }
-  void TearDown() override {
-    if (server > 0) {
-      kill(server, SIGTERM);
-      waitpid(server, nullptr, 0);
-    }
   }
   std::filesystem::path served() const { return temp / "served"; }
   std::string requests() const {
@@ -94,35 +82,28 @@ class ModelDownloadTest : public ::testing::Test {
   test::TempDir temp;
   std::string body;
   std::string sha1;
-  pid_t server = -1;
+  test::ChildProcess server;
   std::string base;
 };
 
+// A fresh download, and one that resumes a partial file with a range request; progress counts the
+// part already on disk.
 TEST_F(ModelDownloadTest, DownloadsChecksAndMovesIntoPlaceWithProgress) {
-  auto destination = temp / "models" / "ggml-base.en.bin";
-  std::vector<ModelDownloader::Progress> seen;
-  Status status = ModelDownloader::download(base + "ggml-base.en.bin", destination, sha1,
-                                            [&](const ModelDownloader::Progress& p) { seen.push_back(p); });
-  ASSERT_TRUE(status) << status.message();
-  EXPECT_EQ(test::readFile(destination), body);
-  EXPECT_FALSE(std::filesystem::exists(temp / "models" / "ggml-base.en.bin.partial"));
-  ASSERT_FALSE(seen.empty());
-  EXPECT_EQ(seen.back().received, body.size());
-  EXPECT_EQ(seen.back().total, body.size());
-}
-
-TEST_F(ModelDownloadTest, ResumesAPartialFileWithARangeRequest) {
-  auto destination = temp / "models" / "ggml-base.en.bin";
-  std::filesystem::create_directories(destination.parent_path());
-  test::writeFile(temp / "models" / "ggml-base.en.bin.partial", body.substr(0, 1048576));
-  std::vector<ModelDownloader::Progress> seen;
-  Status status = ModelDownloader::download(base + "ggml-base.en.bin", destination, sha1,
-                                            [&](const ModelDownloader::Progress& p) { seen.push_back(p); });
-  ASSERT_TRUE(status) << status.message();
-  EXPECT_EQ(test::readFile(destination), body);
-  EXPECT_NE(requests().find("bytes=1048576-"), std::string::npos) << requests();
-  ASSERT_FALSE(seen.empty());
-  EXPECT_EQ(seen.back().total, body.size()) << "progress counts the part already on disk";
+  for (std::size_t partial : {std::size_t{0}, std::size_t{1048576}}) {
+    auto destination = temp / "models" / "ggml-base.en.bin";
+    std::filesystem::remove_all(temp / "models");
+    if (partial) test::writeFile(temp / "models" / "ggml-base.en.bin.partial", body.substr(0, partial));
+    std::vector<ModelDownloader::Progress> seen;
+    Status status = ModelDownloader::download(base + "ggml-base.en.bin", destination, sha1,
+                                              [&](const ModelDownloader::Progress& p) { seen.push_back(p); });
+    ASSERT_TRUE(status) << status.message();
+    EXPECT_EQ(test::readFile(destination), body);
+    EXPECT_FALSE(std::filesystem::exists(temp / "models" / "ggml-base.en.bin.partial"));
+    ASSERT_FALSE(seen.empty());
+    EXPECT_EQ(seen.back().received, body.size());
+    EXPECT_EQ(seen.back().total, body.size());
+    EXPECT_EQ(requests().find("bytes=1048576-") != std::string::npos, partial > 0) << requests();
+  }
 }
 
 TEST_F(ModelDownloadTest, FailuresLeaveNoModelBehind) {

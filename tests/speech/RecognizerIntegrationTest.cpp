@@ -19,9 +19,11 @@
 #include "speech/pocketsphinx/PocketSphinxRecognizer.h"
 #include "speech/whisper/WhisperRecognizer.h"
 #include "support/LibrivoxClips.h"
+#include "support/Pump.h"
 #include "support/RecordingLogSink.h"
+#include "support/SharedModel.h"
+#include "support/SoundFile.h"
 #include "support/TempDir.h"
-#include "tools/SyntheticWhisperModel.h"
 
 namespace murvelo {
 namespace {
@@ -34,14 +36,7 @@ using test::librivoxClips;
 // Runs the main loop in real time until `done` holds or 30 s pass.
 template <typename Pred>
 bool pumpUntil(ManualLoop& loop, Pred done) {
-  auto deadline = std::chrono::steady_clock::now() + 30s;
-  while (!done()) {
-    loop.runUntilIdle();
-    if (done()) break;
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(1ms);
-  }
-  return true;
+  return test::pumpUntil(loop, done, 30s);
 }
 
 struct Dictation {
@@ -81,6 +76,14 @@ std::string transcribe(SpeechEngine& engine, ManualLoop& loop, const std::filesy
   return result && result->ok() ? result->value() : std::string("<failed>");
 }
 
+// Adds one clip's counts to a running total.
+void add(WER::Result& total, const WER::Result& one) {
+  total.hits += one.hits;
+  total.substitutions += one.substitutions;
+  total.deletions += one.deletions;
+  total.insertions += one.insertions;
+}
+
 class PocketSphinxIntegrationTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -98,21 +101,6 @@ class PocketSphinxIntegrationTest : public ::testing::Test {
 // resampled wrongly or read with the wrong byte order gets next to nothing right.
 constexpr double kMaxClipWER = 0.75;
 constexpr double kMaxOverallWER = 0.5;
-
-TEST_F(PocketSphinxIntegrationTest, FilePathRecognisesRecordedSpeech) {
-  WER::Result total;
-  for (const auto& clip : librivoxClips()) {
-    std::string text = transcribe(engine, loop, clip.file);
-    auto score = WER::score(clip.transcript, text);
-    EXPECT_LE(score.errorRate(), kMaxClipWER) << clip.file.filename() << ": " << text;
-    total.hits += score.hits;
-    total.substitutions += score.substitutions;
-    total.deletions += score.deletions;
-    total.insertions += score.insertions;
-  }
-  EXPECT_GT(total.hits, 0);
-  EXPECT_LE(total.errorRate(), kMaxOverallWER);
-}
 
 TEST_F(PocketSphinxIntegrationTest, OtherRatesFormatsAndByteOrdersGiveTheSameWords) {
   auto clip = librivoxClips().at(0);
@@ -133,14 +121,7 @@ TEST_F(PocketSphinxIntegrationTest, OtherRatesFormatsAndByteOrdersGiveTheSameWor
   for (const auto& c : cases) {
     auto converted = convertAll(samples.value(), AudioFormat{16000, 1}, c.rate);
     auto file = temp / "clip.audio";
-    SF_INFO info{};
-    info.samplerate = c.rate;
-    info.channels = 1;
-    info.format = c.format;
-    SNDFILE* sound = sf_open(file.c_str(), SFM_WRITE, &info);
-    ASSERT_NE(sound, nullptr) << c.name;
-    sf_writef_float(sound, converted.data(), static_cast<sf_count_t>(converted.size()));
-    sf_close(sound);
+    ASSERT_TRUE(test::writeSoundFile(file, converted, c.rate, c.format)) << c.name;
     std::string text = transcribe(engine, loop, file);
     // 8 kHz loses the upper half of the spectrum; the others lose nothing audible.
     double bound = c.rate == 8000 ? kMaxClipWER : referenceWER + 0.1;
@@ -160,25 +141,16 @@ TEST_F(PocketSphinxIntegrationTest, StreamingFromA48kHzMicrophoneRecognisesSpeec
     ASSERT_TRUE(dictation.text.has_value()) << clip.file.filename();
     auto score = WER::score(clip.transcript, *dictation.text);
     EXPECT_LE(score.errorRate(), kMaxClipWER) << clip.file.filename() << ": " << *dictation.text;
-    total.hits += score.hits;
-    total.substitutions += score.substitutions;
-    total.deletions += score.deletions;
-    total.insertions += score.insertions;
+    add(total, score);
   }
   EXPECT_LE(total.errorRate(), kMaxOverallWER);
 }
 
-// The live words must be as good as the file's: each clip is one dictation through a streaming
-// session fed 20 ms buffers of a 48 kHz microphone (untimed, so load cannot lose words), then the
-// same clip through the file path.
-TEST_F(PocketSphinxIntegrationTest, StreamingCostsNoMoreWordsThanTheFilePath) {
+// The file path recognises recorded speech, and the live words are as good as the file's: each
+// clip through the file path, then as one dictation through a streaming session fed 20 ms buffers
+// of a 48 kHz microphone (untimed, so load cannot lose words).
+TEST_F(PocketSphinxIntegrationTest, FilePathRecognisesSpeechAndStreamingCostsNoMoreWords) {
   WER::Result streamed, filed;
-  auto add = [](WER::Result& total, const WER::Result& one) {
-    total.hits += one.hits;
-    total.substitutions += one.substitutions;
-    total.deletions += one.deletions;
-    total.insertions += one.insertions;
-  };
   for (const auto& clip : librivoxClips()) {
     auto samples = readAudioFile(clip.file, 48000);
     ASSERT_TRUE(samples.ok());
@@ -199,29 +171,23 @@ TEST_F(PocketSphinxIntegrationTest, StreamingCostsNoMoreWordsThanTheFilePath) {
     ASSERT_TRUE(session.value()->feed(converted));
     ASSERT_TRUE(session.value()->finish());
     add(streamed, WER::score(clip.transcript, text));
-    add(filed, WER::score(clip.transcript, transcribe(engine, loop, clip.file)));
+    const std::string fromFile = transcribe(engine, loop, clip.file);
+    const auto score = WER::score(clip.transcript, fromFile);
+    EXPECT_LE(score.errorRate(), kMaxClipWER) << clip.file.filename() << ": " << fromFile;
+    add(filed, score);
   }
+  EXPECT_GT(filed.hits, 0);
+  EXPECT_LE(filed.errorRate(), kMaxOverallWER);
   EXPECT_LE(streamed.errorRate(), filed.errorRate() + 0.02);
 }
 
 class WhisperIntegrationTest : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    dir_ = new test::TempDir();
-    ASSERT_TRUE(SyntheticWhisperModel::write(*dir_ / "ggml-tiny.en.bin",
-                                             SyntheticWhisperModel::Architecture::tinyEn));
-  }
-  static void TearDownTestSuite() {
-    delete dir_;
-    dir_ = nullptr;
-  }
-  static std::filesystem::path model() { return *dir_ / "ggml-tiny.en.bin"; }
-  static test::TempDir* dir_;
-
+  static std::filesystem::path model() { return test::tinyModel(); }
+  const test::TempDir* dir_ = &test::sharedModelDir();
   ManualLoop loop;
   ThreadTimer timer;
 };
-test::TempDir* WhisperIntegrationTest::dir_ = nullptr;
 
 TEST_F(WhisperIntegrationTest, SyntheticModelLoadsStreamsAndFinishesInsideTheRace) {
   auto whisper = std::make_shared<WhisperRecognizer>(model(), WhisperRecognizer::defaultThreads());

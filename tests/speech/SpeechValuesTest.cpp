@@ -7,10 +7,12 @@
 
 #include "audio/AudioFile.h"
 #include "speech/SpeechActivity.h"
-#include "tools/SyntheticWhisperModel.h"
 #include "speech/WhisperModelChoice.h"
 #include "speech/WhisperModelFile.h"
+#include "support/PcmWav.h"
+#include "support/SharedModel.h"
 #include "support/TempDir.h"
+#include "tools/SyntheticWhisperModel.h"
 
 namespace murvelo {
 namespace {
@@ -102,18 +104,9 @@ TEST(SpeechActivityTest, QuietestPointFallsInAPause) {
 
 class WhisperModelFileTest : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    dir_ = new test::TempDir();
-    ASSERT_TRUE(SyntheticWhisperModel::write(model(), SyntheticWhisperModel::Architecture::tinyEn));
-  }
-  static void TearDownTestSuite() {
-    delete dir_;
-    dir_ = nullptr;
-  }
-  static std::filesystem::path model() { return *dir_ / "ggml-tiny.en.bin"; }
-  static test::TempDir* dir_;
+  static std::filesystem::path model() { return test::tinyModel(); }
+  const test::TempDir* dir_ = &test::sharedModelDir();
 };
-test::TempDir* WhisperModelFileTest::dir_ = nullptr;
 
 TEST_F(WhisperModelFileTest, SyntheticModelHasTheRealShape) {
   auto info = inspectWhisperModel(model());
@@ -212,24 +205,6 @@ TEST_F(WhisperModelFileTest, CraftedHeadersAreRefusedWithoutLoopingOrReachingWhi
   EXPECT_NE(folder.error().find("is a folder"), std::string::npos) << folder.error();
 }
 
-// A 16-bit PCM WAV file whose header claims `rate` and `channels`, with `frames` frames of data.
-std::string pcmWav(std::int32_t rate, std::int16_t channels, std::int32_t frames) {
-  auto le = [](std::string& out, std::uint32_t value, int bytes) {
-    for (int k = 0; k < bytes; ++k) out += static_cast<char>((value >> (8 * k)) & 0xff);
-  };
-  const std::uint32_t data = static_cast<std::uint32_t>(frames) * 2u * static_cast<std::uint32_t>(channels);
-  std::string out = "RIFF";
-  le(out, 36 + data, 4);
-  out += "WAVEfmt ";
-  le(out, 16, 4), le(out, 1, 2), le(out, static_cast<std::uint32_t>(channels), 2);
-  le(out, static_cast<std::uint32_t>(rate), 4), le(out, static_cast<std::uint32_t>(rate) * 2u * channels, 4);
-  le(out, 2u * static_cast<std::uint32_t>(channels), 2), le(out, 16, 2);
-  out += "data";
-  le(out, data, 4);
-  for (std::uint32_t k = 0; k < data / 2; ++k) le(out, 0x1000, 2);
-  return out;
-}
-
 TEST(AudioFileTest, RatesNoMicrophoneHasAreRefusedAndTheRestConverted) {
   test::TempDir dir;
   struct Case {
@@ -241,7 +216,7 @@ TEST(AudioFileTest, RatesNoMicrophoneHasAreRefusedAndTheRestConverted) {
                         {8000, 1, 2 * 8000}, {48000, 3, 16000 / 3}, {768000, 1, 200000 / 48}};
   for (const auto& c : cases) {
     const std::int32_t frames = c.rate == 8000 ? 8000 : c.channels == 3 ? 16000 : 200000;
-    test::writeFile(dir / "clip.wav", pcmWav(c.rate, c.channels, frames));
+    test::writeFile(dir / "clip.wav", test::pcmWav(c.rate, c.channels, frames, [] { return 0x1000; }));
     auto samples = readAudioFile(dir / "clip.wav", 16000);
     if (c.expected == 0) {
       ASSERT_FALSE(samples.ok()) << c.rate << " Hz";

@@ -1,13 +1,11 @@
 #include "support/AtspiSession.h"
 
-#include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
-#include <thread>
 
+#include "support/Pump.h"
 #include "support/RunProcess.h"
 
 namespace murvelo::test {
@@ -28,23 +26,10 @@ AtspiSession::~AtspiSession() {
 }
 
 bool AtspiSession::start() {
-  int ready[2];
-  if (pipe2(ready, O_CLOEXEC) != 0) return false;
-  std::string socket = "unix:path=" + (dir_ / "bus").string();
-  bool started = sessionBus_.start({"/usr/bin/dbus-daemon", "--session", "--nofork", "--address=" + socket,
-                                    "--print-address=" + std::to_string(ready[1])},
-                                   {}, dir_ / "dbus.log", ready[1]);
-  close(ready[1]);
-  std::string address;
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (started && std::chrono::steady_clock::now() < deadline) {
-    pollfd poll{ready[0], POLLIN, 0};
-    if (::poll(&poll, 1, 100) <= 0) continue;
-    char c = 0;
-    if (read(ready[0], &c, 1) != 1 || c == '\n') break;
-    address += c;
-  }
-  close(ready[0]);
+  std::string address =
+      sessionBus_.startAndReadLine({"/usr/bin/dbus-daemon", "--session", "--nofork",
+                                    "--address=unix:path=" + (dir_ / "bus").string(), "--print-address={fd}"},
+                                   {}, dir_ / "dbus.log");
   if (address.empty()) return false;
   address_ = address;
 
@@ -58,16 +43,14 @@ bool AtspiSession::start() {
   if (!launcher_.start({kBusLauncher, "--launch-immediately"}, env, dir_ / "launcher.log")) return false;
 
   std::map<std::string, std::string> busEnv = {{"DBUS_SESSION_BUS_ADDRESS", address_}};
-  bool answered = false;
-  while (!answered && std::chrono::steady_clock::now() < deadline) {
-    answered = runProcess("/usr/bin/dbus-send",
-                          {"--session", "--print-reply", "--reply-timeout=500", "--dest=org.a11y.Bus",
-                           "/org/a11y/bus", "org.a11y.Bus.GetAddress"},
-                          busEnv)
-                   .exitCode == 0;
-    if (!answered) std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
-  if (!answered) return false;
+  auto asked = [&] {
+    return runProcess("/usr/bin/dbus-send",
+                      {"--session", "--print-reply", "--reply-timeout=500", "--dest=org.a11y.Bus",
+                       "/org/a11y/bus", "org.a11y.Bus.GetAddress"},
+                      busEnv)
+               .exitCode == 0;
+  };
+  if (!waitUntil(asked, std::chrono::seconds(10))) return false;
   // Toolkits that ask whether accessibility is on get a yes.
   runProcess("/usr/bin/dbus-send",
              {"--session", "--print-reply", "--dest=org.a11y.Bus", "/org/a11y/bus",

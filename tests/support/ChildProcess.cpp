@@ -1,6 +1,7 @@
 #include "support/ChildProcess.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -43,6 +44,29 @@ bool ChildProcess::start(const std::vector<std::string>& argv,
   return true;
 }
 
+std::string ChildProcess::startAndReadLine(std::vector<std::string> argv,
+                                           const std::map<std::string, std::optional<std::string>>& env,
+                                           const std::filesystem::path& log,
+                                           std::chrono::milliseconds timeout) {
+  int ready[2];
+  if (pipe2(ready, O_CLOEXEC) != 0) return "";
+  for (auto& arg : argv)
+    if (auto at = arg.find("{fd}"); at != std::string::npos) arg.replace(at, 4, std::to_string(ready[1]));
+  bool started = start(argv, env, log, ready[1]);
+  close(ready[1]);
+  std::string line;
+  auto deadline = std::chrono::steady_clock::now() + timeout;
+  while (started && std::chrono::steady_clock::now() < deadline) {
+    pollfd poll{ready[0], POLLIN, 0};
+    if (::poll(&poll, 1, 100) <= 0) continue;
+    char c = 0;
+    if (read(ready[0], &c, 1) != 1 || c == '\n') break;
+    line += c;
+  }
+  close(ready[0]);
+  return line;
+}
+
 bool ChildProcess::running() {
   if (pid_ <= 0) return false;
   int status = 0;
@@ -54,9 +78,9 @@ bool ChildProcess::running() {
   return true;
 }
 
-void ChildProcess::stop() {
+void ChildProcess::stop(bool crash) {
   if (pid_ <= 0) return;
-  kill(-pid_, SIGTERM);
+  kill(-pid_, crash ? SIGKILL : SIGTERM);
   auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
   int status = 0;
   while (waitpid(pid_, &status, WNOHANG) == 0) {

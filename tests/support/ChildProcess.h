@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -24,8 +25,14 @@ class ChildProcess {
   bool start(const std::vector<std::string>& argv,
              const std::map<std::string, std::optional<std::string>>& env, const std::filesystem::path& log,
              int inheritFd = -1);
-  // SIGTERM to the group, SIGKILL when it lingers.
-  void stop();
+  // As start(), with a pipe whose write end replaces "{fd}" in `argv`: the first line the program
+  // writes there (a display number, a bus address), or "" when none comes in time.
+  std::string startAndReadLine(std::vector<std::string> argv,
+                               const std::map<std::string, std::optional<std::string>>& env,
+                               const std::filesystem::path& log,
+                               std::chrono::milliseconds timeout = std::chrono::seconds(10));
+  // SIGTERM to the group, SIGKILL when it lingers; or SIGKILL at once, as a crash would.
+  void stop(bool crash = false);
   // False once the program has exited.
   bool running();
   pid_t pid() const { return pid_; }

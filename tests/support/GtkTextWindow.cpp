@@ -1,8 +1,6 @@
 #include "support/GtkTextWindow.h"
 
-#include <chrono>
-#include <thread>
-
+#include "support/Pump.h"
 #include "support/RunProcess.h"
 
 namespace murvelo::test {
@@ -33,12 +31,10 @@ bool GtkTextWindow::open(const std::string& display, const Options& options) {
                       {{"DISPLAY", display}, {"NO_AT_BRIDGE", std::nullopt}, {"GTK_MODULES", std::nullopt}},
                       dir_ / "window.log"))
     return false;
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (std::chrono::steady_clock::now() < deadline) {
-    if (std::filesystem::exists(dir_ / "ready")) return true;
-    if (!process_.running()) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
+  if (waitUntil([&] { return std::filesystem::exists(dir_ / "ready") || !process_.running(); },
+                std::chrono::seconds(20)) &&
+      std::filesystem::exists(dir_ / "ready"))
+    return true;
   process_.stop();
   return false;
 }

@@ -2,9 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,9 +13,8 @@
 #include <sstream>
 #include <thread>
 
+#include "support/Pump.h"
 #include "support/RunProcess.h"
-
-extern char** environ;
 
 namespace murvelo::test {
 namespace {
@@ -101,69 +98,27 @@ std::string PulseTestServer::log() const {
 }
 
 bool PulseTestServer::start() {
-  if (pid_ > 0) return true;
+  if (running()) return true;
   std::error_code ignored;
   // Left behind by a server that was killed: the pipe source makes its own FIFO.
   std::filesystem::remove(dir_ / "speech.fifo", ignored);
   std::filesystem::remove(dir_ / "native", ignored);
-
-  std::vector<std::string> env;
-  for (char** entry = environ; *entry; ++entry) {
-    std::string text = *entry;
-    if (text.rfind("HOME=", 0) == 0 || text.rfind("XDG_RUNTIME_DIR=", 0) == 0 ||
-        text.rfind("XDG_CONFIG_HOME=", 0) == 0 || text.rfind("DBUS_SESSION_BUS_ADDRESS=", 0) == 0)
-      continue;
-    env.push_back(text);
+  if (!process_.start({"pulseaudio", "-n", "--daemonize=no", "--system=false", "--exit-idle-time=-1",
+                       "--use-pid-file=false", "--disallow-exit=false", "--log-target=stderr", "-F",
+                       (dir_ / "server.pa").string()},
+                      {{"HOME", dir_.string()},
+                       {"XDG_RUNTIME_DIR", (dir_ / "runtime").string()},
+                       {"XDG_CONFIG_HOME", (dir_ / "config").string()},
+                       {"DBUS_SESSION_BUS_ADDRESS", std::nullopt}},
+                      dir_ / "server.log"))
+    return false;
+  auto answers = [&] { return std::filesystem::exists(dir_ / "native") && pactl({"info"}); };
+  if (!waitUntil([&] { return answers() || !process_.running(); }, 10s) || !process_.running()) {
+    stop(true);
+    return false;
   }
-  env.push_back("HOME=" + dir_.string());
-  env.push_back("XDG_RUNTIME_DIR=" + (dir_ / "runtime").string());
-  env.push_back("XDG_CONFIG_HOME=" + (dir_ / "config").string());
-  std::vector<std::string> args = {"pulseaudio",
-                                   "-n",
-                                   "--daemonize=no",
-                                   "--system=false",
-                                   "--exit-idle-time=-1",
-                                   "--use-pid-file=false",
-                                   "--disallow-exit=false",
-                                   "--log-target=stderr",
-                                   "-F",
-                                   (dir_ / "server.pa").string()};
-  std::vector<char*> argv, envp;
-  for (auto& arg : args) argv.push_back(arg.data());
-  argv.push_back(nullptr);
-  for (auto& entry : env) envp.push_back(entry.data());
-  envp.push_back(nullptr);
-  std::string logFile = (dir_ / "server.log").string();
-
-  pid_ = fork();
-  if (pid_ == 0) {
-    int log = open(logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    if (log >= 0) {
-      dup2(log, 1);
-      dup2(log, 2);
-    }
-    int null = open("/dev/null", O_RDONLY);
-    if (null >= 0) dup2(null, 0);
-    execvpe("pulseaudio", argv.data(), envp.data());
-    _exit(127);
-  }
-  if (pid_ < 0) return false;
-
-  auto deadline = std::chrono::steady_clock::now() + 10s;
-  while (std::chrono::steady_clock::now() < deadline) {
-    int status = 0;
-    if (waitpid(pid_, &status, WNOHANG) == pid_) {
-      pid_ = -1;
-      return false;
-    }
-    if (std::filesystem::exists(dir_ / "native") && pactl({"info"})) {
-      fifo_ = open((dir_ / "speech.fifo").c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-      return true;
-    }
-    std::this_thread::sleep_for(20ms);
-  }
-  stop(true);
-  return false;
+  fifo_ = open((dir_ / "speech.fifo").c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  return true;
 }
 
 void PulseTestServer::stop(bool crash) {
@@ -171,19 +126,7 @@ void PulseTestServer::stop(bool crash) {
     close(fifo_);
     fifo_ = -1;
   }
-  if (pid_ <= 0) return;
-  kill(pid_, crash ? SIGKILL : SIGTERM);
-  int status = 0;
-  auto deadline = std::chrono::steady_clock::now() + 5s;
-  while (waitpid(pid_, &status, WNOHANG) == 0) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, &status, 0);
-      break;
-    }
-    std::this_thread::sleep_for(10ms);
-  }
-  pid_ = -1;
+  process_.stop(crash);
 }
 
 bool PulseTestServer::feed(const std::vector<float>& samples, bool realTime) {

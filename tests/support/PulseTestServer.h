@@ -1,10 +1,10 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <filesystem>
 #include <string>
 #include <vector>
+
+#include "support/ChildProcess.h"
 
 namespace murvelo::test {
 
@@ -32,7 +32,7 @@ class PulseTestServer {
   bool start();
   // Stops it: politely, or with SIGKILL as a crash would.
   void stop(bool crash = false);
-  bool running() const { return pid_ > 0; }
+  bool running() const { return process_.pid() > 0; }
 
   const std::string& address() const { return address_; }
   double speechRate() const { return speechRate_; }
@@ -51,7 +51,7 @@ class PulseTestServer {
   std::filesystem::path dir_;
   std::string address_;
   double speechRate_;
-  pid_t pid_ = -1;
+  ChildProcess process_;
   int fifo_ = -1;
   std::string previousServer_;
   bool hadPreviousServer_ = false;

@@ -31,6 +31,12 @@ class RecordingLogSink : public LogSink {
     for (const auto& entry : entries()) out.push_back(entry.message);
     return out;
   }
+  // Whether this exact message was logged.
+  bool has(const std::string& message) const {
+    for (const auto& entry : entries())
+      if (entry.message == message) return true;
+    return false;
+  }
 
  private:
   mutable std::mutex mutex_;

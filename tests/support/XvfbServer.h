@@ -1,8 +1,8 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
+
+#include "support/ChildProcess.h"
 
 namespace murvelo::test {
 
@@ -22,12 +22,12 @@ class XvfbServer {
   bool start(int timeoutMs = 10000);
   // Ends it: politely, or with SIGKILL as a crash would.
   void stop(bool crash = false);
-  bool running() const { return pid_ > 0; }
+  bool running() const { return process_.pid() > 0; }
   // ":N", for DISPLAY or a connection call.
   const std::string& display() const { return display_; }
 
  private:
-  pid_t pid_ = -1;
+  ChildProcess process_;
   std::string display_;
 };
 
