@@ -8,6 +8,7 @@
 #include <random>
 #include <thread>
 
+#include "speech/ModelInventory.h"
 #include "speech/whisper/ModelDownloader.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
@@ -148,6 +149,48 @@ TEST_F(ModelDownloadTest, FailuresLeaveNoModelBehind) {
     EXPECT_FALSE(std::filesystem::exists(destination)) << c.name;
     EXPECT_FALSE(std::filesystem::exists(temp / "models" / "ggml-base.en.bin.partial")) << c.name;
   }
+}
+
+TEST_F(ModelDownloadTest, CancelStopsAtOnceAndLeavesNothing) {
+  auto destination = temp / "models" / "ggml-base.en.bin";
+  std::atomic<bool> cancel{false};
+  Status status = ModelDownloader::download(
+      base + "ggml-endless.bin", destination, sha1,
+      [&](const ModelDownloader::Progress& p) {
+        if (p.received > 512 * 1024) cancel = true;
+      },
+      0, &cancel);
+  ASSERT_FALSE(status);
+  EXPECT_EQ(status.message(), ModelDownloader::kCancelled);
+  EXPECT_FALSE(std::filesystem::exists(destination));
+  EXPECT_FALSE(std::filesystem::exists(temp / "models" / "ggml-base.en.bin.partial"));
+}
+
+TEST_F(ModelDownloadTest, InventoryShowsWhatIsInstalledAndRemovesOnlyModels) {
+  auto dir = temp / "models";
+  std::filesystem::create_directories(dir);
+  for (const char* name : {"ggml-tiny.en.bin", "ggml-base.en.bin", "ggml-base.en.bin.partial", "notes.txt"})
+    test::writeFile(dir / name, "12345");
+  auto installed = ModelInventory::installed(dir, dir / "ggml-base.en.bin");
+  ASSERT_EQ(installed.size(), 2u);
+  EXPECT_EQ(installed[0].name, "base.en");
+  EXPECT_TRUE(installed[0].used);
+  EXPECT_FALSE(installed[1].used);
+  EXPECT_EQ(installed[1].bytes, 5u);
+  for (const auto& offer : ModelInventory::offers(dir))
+    EXPECT_EQ(offer.installed, offer.name == "base.en" || offer.name == "tiny.en") << offer.name;
+
+  EXPECT_FALSE(ModelInventory::remove(dir, "small.en")) << "not installed";
+  EXPECT_FALSE(ModelInventory::remove(dir, "../served/ggml-base.en")) << "outside the folder";
+  EXPECT_TRUE(std::filesystem::exists(served() / "ggml-base.en.bin"));
+  ASSERT_TRUE(ModelInventory::remove(dir, "base.en"));
+  EXPECT_FALSE(std::filesystem::exists(dir / "ggml-base.en.bin"));
+  EXPECT_FALSE(std::filesystem::exists(dir / "ggml-base.en.bin.partial"));
+  EXPECT_TRUE(std::filesystem::exists(dir / "notes.txt"));
+  EXPECT_EQ(ModelInventory::installed(dir, std::nullopt).size(), 1u);
+
+  EXPECT_EQ(ModelInventory::sizeText(147951465), "141 MiB");
+  EXPECT_EQ(ModelInventory::sizeText(3095033483ull), "2.8 GiB");
 }
 
 TEST_F(ModelDownloadTest, CommandLineListsAndRefusesAFileThatIsNotTheOfficialOne) {

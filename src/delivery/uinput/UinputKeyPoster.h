@@ -4,13 +4,9 @@
 #include <string>
 
 #include "delivery/KeyPoster.h"
+#include "delivery/UinputRule.h"
 
 namespace murvelo {
-
-// The rule that lets members of the "input" group create the virtual keyboard; the first-start
-// guide shows it when /dev/uinput is not writable.
-inline constexpr const char* kUinputUdevRule =
-    "KERNEL==\"uinput\", GROUP=\"input\", MODE=\"0660\", OPTIONS+=\"static_node=uinput\"";
 
 // Writes the key events of a paste chord (presses, then releases in reverse, each followed by a
 // sync report) to `fd`: a uinput device, or any file descriptor. Returns how many key events were
