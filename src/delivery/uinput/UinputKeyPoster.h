@@ -19,6 +19,8 @@ class UinputKeyPoster : public KeyPoster {
  public:
   // Opens and creates the device; a poster that may not post when `path` is not writable.
   static std::unique_ptr<UinputKeyPoster> open(const std::string& path = "/dev/uinput");
+  // Whether this user may open `path` for writing, without creating a device.
+  static bool writable(const std::string& path = "/dev/uinput");
   ~UinputKeyPoster() override;
 
   bool mayPostEvents() override { return fd_ >= 0; }
