@@ -14,13 +14,13 @@
 #include "base/Log.h"
 #include "base/Paths.h"
 #include "base/linux/FileDefaultsStore.h"
+#include "delivery/atspi/AtspiStatus.h"
 #include "desktop/DictationBackends.h"
 #include "desktop/InstanceServer.h"
 #include "desktop/QtMainLoop.h"
 #include "desktop/RecordingHUD.h"
 #include "desktop/SettingsWindow.h"
 #include "desktop/SetupGuide.h"
-#include "delivery/atspi/AtspiStatus.h"
 #include "desktop/TrayMenu.h"
 #include "history/HistoryStore.h"
 #include "speech/WhisperModelChoice.h"
@@ -147,13 +147,14 @@ std::optional<int> DesktopApp::launch() {
   applyLoginItem();
   const bool resumeOnboarding = defaults_->boolean(SingleInstanceGuard::kResumeOnboardingKey).value_or(false);
   defaults_->remove(SingleInstanceGuard::kResumeOnboardingKey);
-  const LaunchPlan plan = planLaunch({.microphoneAuthorised = dictation_->recorderAvailable(),
-                                      .inputMonitoring = listening,
-                                      .inputMonitoringConfirmed = defaults_->boolean(kConfirmedKey).value_or(false),
-                                      .translocated = translocated,
-                                      .resumeOnboarding = resumeOnboarding,
-                                      .onboardingComplete = settings_->onboardingComplete(),
-                                      .onboardingFinished = settings_->onboardingFinished()});
+  const LaunchPlan plan =
+      planLaunch({.microphoneAuthorised = dictation_->recorderAvailable(),
+                  .inputMonitoring = listening,
+                  .inputMonitoringConfirmed = defaults_->boolean(kConfirmedKey).value_or(false),
+                  .translocated = translocated,
+                  .resumeOnboarding = resumeOnboarding,
+                  .onboardingComplete = settings_->onboardingComplete(),
+                  .onboardingFinished = settings_->onboardingFinished()});
   if (plan.markInputMonitoringConfirmed) defaults_->setBool(kConfirmedKey, true);
   if (plan.markOnboardingComplete) settings_->setOnboardingComplete(true);
   if (plan.resetRelaunchCount) defaults_->setInteger(SingleInstanceGuard::kRelaunchCountKey, 0);

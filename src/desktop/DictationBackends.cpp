@@ -14,11 +14,11 @@
 #include "base/Paths.h"
 #include "base/linux/TempAudio.h"
 #include "delivery/uinput/UinputKeyPoster.h"
-#include "speech/whisper/WhisperRecognizer.h"
 #include "delivery/x11/X11Clipboard.h"
 #include "delivery/x11/X11KeyPoster.h"
 #include "hotkey/linux/TalkKeyBackend.h"
 #include "speech/engines/RecognizerFactory.h"
+#include "speech/whisper/WhisperRecognizer.h"
 
 namespace murvelo::desktop {
 namespace {

@@ -81,9 +81,9 @@ class DictationBackends {
   bool x11Keys_ = false;
   std::optional<std::filesystem::path> modelInUse_;
   std::function<void()> engineObserver_;
-  std::uint64_t reloads_ = 0;                     // the latest request wins
+  std::uint64_t reloads_ = 0;  // the latest request wins
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
-  std::vector<std::thread> builders_;             // joined at the end
+  std::vector<std::thread> builders_;  // joined at the end
 };
 
 }  // namespace murvelo::desktop

@@ -10,6 +10,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "app/SetupChecks.h"
 #include "speech/ModelCatalog.h"
 #include "speech/ModelInventory.h"
 #include "speech/WhisperModelChoice.h"
@@ -73,11 +74,19 @@ bool ModelDownloadRow::start(const std::string& name) {
         source.url, destination, source.sha1,
         [self](const ModelDownloader::Progress& p) {
           QMetaObject::invokeMethod(
-              self, [self, p] { if (self) self->progressed(p.received, p.total); }, Qt::QueuedConnection);
+              self,
+              [self, p] {
+                if (self) self->progressed(p.received, p.total);
+              },
+              Qt::QueuedConnection);
         },
         source.maxBytes, flag.get());
     QMetaObject::invokeMethod(
-        self, [self, name, status] { if (self) self->ended(name, status); }, Qt::QueuedConnection);
+        self,
+        [self, name, status] {
+          if (self) self->ended(name, status);
+        },
+        Qt::QueuedConnection);
   });
   return true;
 }
@@ -99,7 +108,8 @@ void ModelDownloadRow::progressed(std::uint64_t received, std::uint64_t total) {
   // In kibibytes: a progress bar counts in int.
   bar_->setRange(0, static_cast<int>(total / 1024));
   bar_->setValue(static_cast<int>(received / 1024));
-  bar_->setFormat(qs(ModelInventory::sizeText(received) + " of " + ModelInventory::sizeText(total) + " (%p%)"));
+  bar_->setFormat(
+      qs(ModelInventory::sizeText(received) + " of " + ModelInventory::sizeText(total) + " (%p%)"));
 }
 
 void ModelDownloadRow::ended(const std::string& name, const Status& status) {
@@ -168,21 +178,26 @@ void ModelManager::refresh() {
     installed_->addTopLevelItem(item);
   }
   if (installed_->topLevelItemCount() == 0)
-    message_->setText("No whisper model is installed: PocketSphinx recognises speech until you download one.");
+    message_->setText(
+        "No whisper model is installed: PocketSphinx recognises speech until you download one.");
   else if (!used)
     message_->setText("PocketSphinx is in use (the engine setting, or no model could be loaded).");
   else
-    message_->setText(qs("The engine uses " + used->filename().string() +
-                         ": the best English model installed."));
+    message_->setText(
+        qs("The engine uses " + used->filename().string() + ": the best English model installed."));
   delete_->setEnabled(!installed_->selectedItems().isEmpty());
 
   const QString keep = offers_->currentData().toString();
   offers_->clear();
   for (const auto& offer : ModelInventory::offers(directory)) {
     if (offer.installed) continue;
-    offers_->addItem(qs(offer.name + " — " + ModelInventory::sizeText(offer.approximateBytes)), qs(offer.name));
+    const bool recommended = offer.name == kGuideModel;
+    offers_->addItem(qs(offer.name + " — " + ModelInventory::sizeText(offer.approximateBytes) +
+                        (recommended ? " (recommended)" : "")),
+                     qs(offer.name));
   }
-  if (int at = offers_->findData(keep); at >= 0) offers_->setCurrentIndex(at);
+  if (int at = offers_->findData(keep.isEmpty() ? QString(kGuideModel) : keep); at >= 0)
+    offers_->setCurrentIndex(at);
   download_->setEnabled(offers_->count() > 0 && !row_->busy());
 }
 
@@ -195,7 +210,8 @@ void ModelManager::removeSelected() {
   if (selected.isEmpty()) return;
   const std::string name = selected.front()->data(0, Qt::UserRole).toString().toStdString();
   Status removed = ModelInventory::remove(WhisperModelChoice::modelsDirectory(), name);
-  row_->status()->setText(qs(removed ? name + " was deleted." : "Could not delete " + name + ": " + removed.message()));
+  row_->status()->setText(
+      qs(removed ? name + " was deleted." : "Could not delete " + name + ": " + removed.message()));
   if (removed && hooks_.modelsChanged) hooks_.modelsChanged();
   refresh();
 }

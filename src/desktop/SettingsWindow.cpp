@@ -34,7 +34,9 @@ QString hotkeyLabel(HotkeyChoice key) {
 
 namespace {
 
-QString qs(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
+QString qs(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
 
 template <typename E>
 void addChoice(QComboBox* box, const QString& label, E value) {
@@ -96,18 +98,19 @@ SettingsWindow::SettingsWindow(AppSettings& settings, Services services)
           onChange([this] { settings_.setSpeechEngine(chosen<SpeechEngineChoice>(engine_)); }));
   connect(autoPaste_, &QCheckBox::toggled, this,
           onChange([this] { settings_.setAutoPaste(autoPaste_->isChecked()); }));
-  connect(developerWords_, &QCheckBox::toggled, this, onChange([this] {
-            settings_.setDeveloperToolsVocabularyEnabled(developerWords_->isChecked());
-          }));
+  connect(developerWords_, &QCheckBox::toggled, this,
+          onChange([this] { settings_.setDeveloperToolsVocabularyEnabled(developerWords_->isChecked()); }));
   connect(openAtLogin_, &QCheckBox::toggled, this,
           onChange([this] { settings_.setOpenAtLogin(openAtLogin_->isChecked()); }));
   connect(microphone_, &QComboBox::currentIndexChanged, this, onChange([this] {
             auto at = static_cast<std::size_t>(microphone_->currentIndex());
-            if (at < choices_.entries.size()) settings_.setMicrophoneSelection(choices_.entries[at].selection);
+            if (at < choices_.entries.size())
+              settings_.setMicrophoneSelection(choices_.entries[at].selection);
           }));
   observer_ = settings_.addObserver([this](AppSettings::Field field) {
     load();
-    if (field == AppSettings::Field::microphoneSelection || field == AppSettings::Field::microphoneStartupHistory)
+    if (field == AppSettings::Field::microphoneSelection ||
+        field == AppSettings::Field::microphoneStartupHistory)
       showMicrophones();
   });
 }

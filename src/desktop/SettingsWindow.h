@@ -44,9 +44,11 @@ class SettingsWindow : public QWidget {
 
   // For tests and screenshots.
   QTabWidget* tabs() const { return tabs_; }
+  QComboBox* hotkey() const { return hotkey_; }
   QComboBox* microphone() const { return microphone_; }
   QLabel* microphoneHint() const { return microphoneHint_; }
   QLabel* microphoneNote() const { return microphoneNote_; }
+  const MicrophoneChoices& microphoneChoices() const { return choices_; }
   QListWidget* terminals() const { return terminals_; }
   QComboBox* engine() const { return engine_; }
   QCheckBox* autoPaste() const { return autoPaste_; }

@@ -7,9 +7,9 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPointer>
 #include <QProgressBar>
@@ -49,9 +49,14 @@ CheckPage::CheckPage(const QString& title, std::function<CheckOutcome()> check, 
   status_->setFont(bold);
   fix_ = new QLabel(this);
   fix_->setWordWrap(true);
-  command_ = new QLineEdit(this);
-  command_->setReadOnly(true);
-  command_->setFont(QFont("monospace"));
+  // The whole command in view, wrapped, to read and to select.
+  command_ = new QLabel(this);
+  command_->setWordWrap(true);
+  command_->setTextFormat(Qt::PlainText);
+  command_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  command_->setFrameShape(QFrame::StyledPanel);
+  command_->setMargin(4);
+  command_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
   copy_ = new QPushButton("Copy", this);
   auto* commandLine = new QHBoxLayout;
   commandLine->addWidget(command_, 1);
@@ -64,7 +69,8 @@ CheckPage::CheckPage(const QString& title, std::function<CheckOutcome()> check, 
   layout->addLayout(commandLine);
   layout->addWidget(extra_);
   layout->addStretch(1);
-  connect(copy_, &QPushButton::clicked, this, [this] { QApplication::clipboard()->setText(command_->text()); });
+  connect(copy_, &QPushButton::clicked, this,
+          [this] { QApplication::clipboard()->setText(command_->text()); });
   timer_ = new QTimer(this);
   timer_->setInterval(1000);
   connect(timer_, &QTimer::timeout, this, [this] { recheck(); });
@@ -100,7 +106,8 @@ void CheckPage::hideEvent(QHideEvent* event) {
   timer_->stop();
 }
 
-SetupGuide::SetupGuide(AppSettings& settings, Probes probes) : settings_(settings), probes_(std::move(probes)) {
+SetupGuide::SetupGuide(AppSettings& settings, Probes probes)
+    : settings_(settings), probes_(std::move(probes)) {
   setWindowTitle("Welcome to Murvelo");
   setWizardStyle(QWizard::ClassicStyle);
   setOption(QWizard::NoBackButtonOnStartPage);
@@ -131,17 +138,18 @@ SetupGuide::SetupGuide(AppSettings& settings, Probes probes) : settings_(setting
   enableAccessibility_ = new QPushButton("Turn accessibility on for this session", accessibility->extra());
   accessibilityResult_ = new QLabel(accessibility->extra());
   accessibilityResult_->setWordWrap(true);
-  accessibility->extra()->layout()->addWidget(enableAccessibility_);
+  static_cast<QVBoxLayout*>(accessibility->extra()->layout())
+      ->addWidget(enableAccessibility_, 0, Qt::AlignLeft);
   accessibility->extra()->layout()->addWidget(accessibilityResult_);
   connect(enableAccessibility_, &QPushButton::clicked, this, [this, accessibility] {
-    Status turned = probes_.enableAccessibility ? probes_.enableAccessibility() : Status::error("not available");
+    Status turned =
+        probes_.enableAccessibility ? probes_.enableAccessibility() : Status::error("not available");
     accessibilityResult_->setText(turned ? QString() : qs("It could not be turned on: " + turned.message()));
     accessibility->recheck();
   });
 
-  addCheck(postingPage, "Pasting for you", [this] {
-    return checkPostingKeys(probes_.postingKeys ? probes_.postingKeys() : PostingFacts{});
-  });
+  addCheck(postingPage, "Pasting for you",
+           [this] { return checkPostingKeys(probes_.postingKeys ? probes_.postingKeys() : PostingFacts{}); });
 
   auto* model = addCheck(modelPage, "Speech model", [this] {
     auto used = probes_.model ? probes_.model() : std::nullopt;
@@ -150,7 +158,7 @@ SetupGuide::SetupGuide(AppSettings& settings, Probes probes) : settings_(setting
   });
   download_ = new QPushButton(qs(std::string("Download ") + kGuideModel), model->extra());
   downloadRow_ = new ModelDownloadRow(model->extra());
-  model->extra()->layout()->addWidget(download_);
+  static_cast<QVBoxLayout*>(model->extra()->layout())->addWidget(download_, 0, Qt::AlignLeft);
   model->extra()->layout()->addWidget(downloadRow_);
   connect(download_, &QPushButton::clicked, this, [this] {
     if (downloadRow_->start(kGuideModel)) download_->hide();
@@ -174,7 +182,11 @@ SetupGuide::SetupGuide(AppSettings& settings, Probes probes) : settings_(setting
   tryLayout->addWidget(tryBox_, 1);
   setPage(tryPage, tryIt);
   setStartId(microphonePage);
-  resize(620, 440);
+  resize(660, 440);
+  // The dictation lands where the keyboard focus is: in the box, once the page shows.
+  connect(this, &QWizard::currentIdChanged, this, [this](int id) {
+    if (id == tryPage) tryBox_->setFocus();
+  });
 
   QPointer<SetupGuide> self(this);
   MicrophoneWatcher::Options options;

@@ -12,7 +12,6 @@
 #include "base/Status.h"
 
 class QLabel;
-class QLineEdit;
 class QPlainTextEdit;
 class QProgressBar;
 class QPushButton;
@@ -37,7 +36,7 @@ class CheckPage : public QWizardPage {
   // Room under the fix for the page's own controls.
   QWidget* extra() const { return extra_; }
   QLabel* statusLabel() const { return status_; }
-  QLineEdit* commandLine() const { return command_; }
+  QLabel* commandLine() const { return command_; }
 
  protected:
   void initializePage() override;
@@ -50,7 +49,7 @@ class CheckPage : public QWizardPage {
   CheckOutcome outcome_;
   QLabel* status_;
   QLabel* fix_;
-  QLineEdit* command_;
+  QLabel* command_;
   QPushButton* copy_;
   QWidget* extra_;
   QTimer* timer_;

@@ -52,6 +52,10 @@ std::string ModelInventory::sizeText(std::uint64_t bytes) {
     auto tenths = bytes * 10 / (1024 * mebibyte);
     return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " GiB";
   }
+  if (bytes < 10 * mebibyte) {
+    auto tenths = bytes * 10 / mebibyte;
+    return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " MiB";
+  }
   return std::to_string((bytes + mebibyte / 2) / mebibyte) + " MiB";
 }
 

@@ -191,6 +191,7 @@ TEST_F(ModelDownloadTest, InventoryShowsWhatIsInstalledAndRemovesOnlyModels) {
 
   EXPECT_EQ(ModelInventory::sizeText(147951465), "141 MiB");
   EXPECT_EQ(ModelInventory::sizeText(3095033483ull), "2.8 GiB");
+  EXPECT_EQ(ModelInventory::sizeText(655360), "0.6 MiB");
 }
 
 TEST_F(ModelDownloadTest, CommandLineListsAndRefusesAFileThatIsNotTheOfficialOne) {

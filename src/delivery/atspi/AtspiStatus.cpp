@@ -50,10 +50,10 @@ std::optional<bool> AtspiStatus::enabled(int timeoutMs) {
   std::string problem;
   auto bus = sessionBus(problem);
   if (!bus) return std::nullopt;
-  GVariant* reply = g_dbus_connection_call_sync(
-      bus.get(), kService, kPath, "org.freedesktop.DBus.Properties", "Get",
-      g_variant_new("(ss)", kInterface, "IsEnabled"), G_VARIANT_TYPE("(v)"), G_DBUS_CALL_FLAGS_NO_AUTO_START,
-      timeoutMs, nullptr, nullptr);
+  GVariant* reply =
+      g_dbus_connection_call_sync(bus.get(), kService, kPath, "org.freedesktop.DBus.Properties", "Get",
+                                  g_variant_new("(ss)", kInterface, "IsEnabled"), G_VARIANT_TYPE("(v)"),
+                                  G_DBUS_CALL_FLAGS_NO_AUTO_START, timeoutMs, nullptr, nullptr);
   if (!reply) return std::nullopt;
   std::unique_ptr<GVariant, Unref> owned(reply);
   GVariant* boxed = nullptr;
@@ -68,10 +68,10 @@ Status AtspiStatus::setEnabled(bool on, int timeoutMs) {
   auto bus = sessionBus(problem);
   if (!bus) return Status::error(problem);
   GError* error = nullptr;
-  GVariant* reply = g_dbus_connection_call_sync(
-      bus.get(), kService, kPath, "org.freedesktop.DBus.Properties", "Set",
-      g_variant_new("(ssv)", kInterface, "IsEnabled", g_variant_new_boolean(on)), nullptr,
-      G_DBUS_CALL_FLAGS_NO_AUTO_START, timeoutMs, nullptr, &error);
+  GVariant* reply =
+      g_dbus_connection_call_sync(bus.get(), kService, kPath, "org.freedesktop.DBus.Properties", "Set",
+                                  g_variant_new("(ssv)", kInterface, "IsEnabled", g_variant_new_boolean(on)),
+                                  nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, timeoutMs, nullptr, &error);
   if (!reply) {
     Status failed = Status::error(error ? error->message : "no answer from the accessibility bus");
     g_clear_error(&error);
