@@ -186,6 +186,7 @@ SetupGuide::SetupGuide(AppSettings& settings, Probes probes)
   // The dictation lands where the keyboard focus is: in the box, once the page shows.
   connect(this, &QWizard::currentIdChanged, this, [this](int id) {
     if (id == tryPage) tryBox_->setFocus();
+    if (id != microphonePage) microphoneOutcome();
   });
 
   QPointer<SetupGuide> self(this);
@@ -217,9 +218,10 @@ CheckPage* SetupGuide::addCheck(PageId id, const QString& title, std::function<C
 CheckPage* SetupGuide::checkPage(PageId id) const { return dynamic_cast<CheckPage*>(page(id)); }
 
 CheckOutcome SetupGuide::microphoneOutcome() {
-  // The meter listens to the input a dictation would use now.
+  // The meter listens to the input a dictation would use now, and only while its page shows:
+  // an open recording stream would hold the microphone (and a headset's profile) for nothing.
   auto resolved = resolveDevice(found_, settings_.microphoneSelection());
-  std::string wanted = resolved ? resolved->device.id : std::string();
+  std::string wanted = resolved && currentId() == microphonePage ? resolved->device.id : std::string();
   if (wanted != metered_ && watcher_) {
     metered_ = wanted;
     watcher_->meter(wanted);

@@ -353,6 +353,13 @@ TEST(SetupGuide, FirstStartOpensItAndADictationLandsInTheTryBox) {
     test::BackgroundProcess cli(MURVELO_CLI_PATH, {"talk", what}, {}, out / "cli.log");
     EXPECT_TRUE(spinUntil([&] { return !cli.running(); }, 5000)) << what;
   };
+  // Streaming starts once the engine has warmed; on a busy machine that takes a while.
+  ASSERT_TRUE(spinUntil(
+      [&] {
+        return test::readFile(Paths::defaultsFile()).find(R"("useDictationEngine": true)") !=
+               std::string::npos;
+      },
+      60000));
   talk("start");
   std::atomic<bool> fed{false};
   std::thread feeder([&] {
