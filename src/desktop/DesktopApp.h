@@ -49,6 +49,7 @@ class DesktopApp : public QObject {
   RecordingHUD& hud() { return *hud_; }
   TrayMenu& tray() { return *tray_; }
   bool hasTrayHost() const { return trayHost_; }
+  AppSettings& settings() { return *settings_; }
   SettingsWindow* settingsWindow() const { return settingsWindow_.get(); }
   SetupGuide* guide() const { return guide_.get(); }
   void showGuide();

@@ -33,6 +33,7 @@
 #include "speech/whisper/ModelDownloader.h"
 #include "support/AtspiSession.h"
 #include "support/PulseTestServer.h"
+#include "support/RecordingLogSink.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
 
@@ -373,6 +374,13 @@ TEST(SetupGuide, FirstStartOpensItAndADictationLandsInTheTryBox) {
   EXPECT_TRUE(spinUntil([&] { return guide->tryBox()->toPlainText().toLower().contains("forward"); }, 30000))
       << guide->tryBox()->toPlainText().toStdString();
   screenshot(*guide, "guide-6-try-it-dictated");
+  // Another engine choice rebuilds the recogniser in the running program.
+  test::ScopedLogCapture logs;
+  app.settings().setSpeechEngine(SpeechEngineChoice::whisper);
+  EXPECT_TRUE(spinUntil([&] {
+    auto said = logs.sink().messages();
+    return std::find(said.begin(), said.end(), "speech engine now pocketsphinx") != said.end();
+  })) << "no whisper model here: the rebuilt engine falls back";
   guide->button(QWizard::FinishButton)->click();
   EXPECT_TRUE(test::readFile(Paths::defaultsFile()).find(R"("onboardingFinished": true)") !=
               std::string::npos);
