@@ -6,6 +6,7 @@
 #include <chrono>
 
 #include "app/AppSettings.h"
+#include "app/LaunchPlan.h"
 #include "app/LoginItem.h"
 #include "app/Notices.h"
 #include "app/SingleInstanceGuard.h"
@@ -13,13 +14,16 @@
 #include "base/Log.h"
 #include "base/Paths.h"
 #include "base/linux/FileDefaultsStore.h"
+#include "delivery/atspi/AtspiStatus.h"
 #include "desktop/DictationBackends.h"
 #include "desktop/InstanceServer.h"
 #include "desktop/QtMainLoop.h"
 #include "desktop/RecordingHUD.h"
 #include "desktop/SettingsWindow.h"
+#include "desktop/SetupGuide.h"
 #include "desktop/TrayMenu.h"
 #include "history/HistoryStore.h"
+#include "speech/WhisperModelChoice.h"
 
 namespace murvelo::desktop {
 namespace {
@@ -52,6 +56,7 @@ DesktopApp::DesktopApp(Options options) : options_(std::move(options)) {}
 
 DesktopApp::~DesktopApp() {
   // The panel and windows observe the settings and the model: they go first.
+  guide_.reset();
   settingsWindow_.reset();
   tray_.reset();
   if (dictation_) dictation_->controller().setStatusObserver(nullptr);
@@ -142,14 +147,26 @@ std::optional<int> DesktopApp::launch() {
   applyLoginItem();
   const bool resumeOnboarding = defaults_->boolean(SingleInstanceGuard::kResumeOnboardingKey).value_or(false);
   defaults_->remove(SingleInstanceGuard::kResumeOnboardingKey);
-  if (settings_->onboardingComplete() && !defaults_->boolean(kConfirmedKey))
-    defaults_->setBool(kConfirmedKey, true);
+  const LaunchPlan plan =
+      planLaunch({.microphoneAuthorised = dictation_->recorderAvailable(),
+                  .inputMonitoring = listening,
+                  .inputMonitoringConfirmed = defaults_->boolean(kConfirmedKey).value_or(false),
+                  .translocated = translocated,
+                  .resumeOnboarding = resumeOnboarding,
+                  .onboardingComplete = settings_->onboardingComplete(),
+                  .onboardingFinished = settings_->onboardingFinished()});
+  if (plan.markInputMonitoringConfirmed) defaults_->setBool(kConfirmedKey, true);
+  if (plan.markOnboardingComplete) settings_->setOnboardingComplete(true);
+  if (plan.resetRelaunchCount) defaults_->setInteger(SingleInstanceGuard::kRelaunchCountKey, 0);
+  dictation_->setEngineObserver([this] {
+    if (settingsWindow_) settingsWindow_->models()->refresh();
+  });
 
   trayHost_ = tray_->showIcon();
   tray_->setLevel(settings_->cleanupLevel());
   refreshTray();
   if (!trayHost_) sayNoTrayOnce();
-  if (resumeOnboarding || !settings_->onboardingFinished()) showSettings();
+  if (plan.openGuide) showGuide();
   return std::nullopt;
 }
 
@@ -187,8 +204,33 @@ std::string DesktopApp::talk(InstanceRequest request) {
 }
 
 void DesktopApp::showSettings() {
-  if (!settingsWindow_) settingsWindow_ = std::make_unique<SettingsWindow>(*settings_);
+  if (!settingsWindow_) {
+    SettingsWindow::Services services;
+    services.models.modelInUse = [this] { return dictation_->modelInUse(); };
+    services.models.modelsChanged = [this] { dictation_->reloadRecognizer(); };
+    services.openGuide = [this] { showGuide(); };
+    settingsWindow_ = std::make_unique<SettingsWindow>(*settings_, std::move(services));
+  }
   settingsWindow_->present();
+}
+
+void DesktopApp::showGuide() {
+  // A guide that was closed let its microphone go: a new one starts fresh.
+  if (guide_ && !guide_->isVisible()) guide_.reset();
+  if (!guide_) {
+    SetupGuide::Probes probes;
+    probes.talkKey = [this] { return dictation_->talkKeyFacts(); };
+    probes.accessibility = [] { return AtspiStatus::enabled(); };
+    probes.enableAccessibility = [] { return AtspiStatus::setEnabled(true); };
+    probes.postingKeys = [this] { return dictation_->postingFacts(); };
+    probes.model = [this]() -> std::optional<std::string> {
+      if (const auto& model = dictation_->modelInUse()) return WhisperModelChoice::modelName(*model);
+      return std::nullopt;
+    };
+    probes.modelsChanged = [this] { dictation_->reloadRecognizer(); };
+    guide_ = std::make_unique<SetupGuide>(*settings_, std::move(probes));
+  }
+  guide_->present();
 }
 
 void DesktopApp::showStatus(const DictationStatus& status, bool microphoneReady) {

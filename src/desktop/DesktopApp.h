@@ -24,6 +24,7 @@ class InstanceServer;
 class QtMainLoop;
 class RecordingHUD;
 class SettingsWindow;
+class SetupGuide;
 class TrayMenu;
 
 // The running program: claims the single instance, assembles the dictation core with the real
@@ -48,6 +49,10 @@ class DesktopApp : public QObject {
   RecordingHUD& hud() { return *hud_; }
   TrayMenu& tray() { return *tray_; }
   bool hasTrayHost() const { return trayHost_; }
+  AppSettings& settings() { return *settings_; }
+  SettingsWindow* settingsWindow() const { return settingsWindow_.get(); }
+  SetupGuide* guide() const { return guide_.get(); }
+  void showGuide();
 
  private:
   std::string handle(InstanceRequest request);
@@ -72,6 +77,7 @@ class DesktopApp : public QObject {
   std::unique_ptr<HUDModel> hudModel_;
   std::unique_ptr<TrayMenu> tray_;
   std::unique_ptr<SettingsWindow> settingsWindow_;
+  std::unique_ptr<SetupGuide> guide_;
   DictationStatus status_;
   bool trayHost_ = false;
   bool paused_ = false;

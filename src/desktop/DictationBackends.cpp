@@ -18,6 +18,7 @@
 #include "delivery/x11/X11KeyPoster.h"
 #include "hotkey/linux/TalkKeyBackend.h"
 #include "speech/engines/RecognizerFactory.h"
+#include "speech/whisper/WhisperRecognizer.h"
 
 namespace murvelo::desktop {
 namespace {
@@ -72,6 +73,7 @@ DictationBackends::DictationBackends(MainLoop& loop, DefaultsStore& defaults, in
   cursor_ = std::make_unique<AtspiCursorContextReader>(&loop);
 
   const bool wayland = std::getenv("WAYLAND_DISPLAY") != nullptr;
+  session_ = sessionKindFrom([](const char* name) -> const char* { return std::getenv(name); });
   if (auto x11 = X11Clipboard::open())
     clipboard_ = std::move(x11);
   else
@@ -80,6 +82,7 @@ DictationBackends::DictationBackends(MainLoop& loop, DefaultsStore& defaults, in
     keys_ = UinputKeyPoster::open();
   else
     keys_ = X11KeyPoster::open();
+  x11Keys_ = keys_ != nullptr && !wayland;
   if (!keys_) keys_ = UinputKeyPoster::open();
   if (!keys_) {
     kLog.warning("no way to post the paste keystroke here: dictations stay on the clipboard");
@@ -92,21 +95,25 @@ DictationBackends::DictationBackends(MainLoop& loop, DefaultsStore& defaults, in
   if (auto temp = TempAudio::prepare(); !temp.error.empty())
     kLog.warning("recordings stay in the runtime folder: " + temp.error);
 
-  // The engine is chosen once per launch, from the stored setting.
+  // The first engine is built here, so the first dictation never waits for it; later changes
+  // of the setting or the models rebuild it in the background.
   AppSettings stored(defaults);
+  auto recognizer = makeRecognizer(stored.speechEngine());
+  if (auto* whisper = dynamic_cast<WhisperRecognizer*>(recognizer.get())) modelInUse_ = whisper->model();
   env_ = std::make_unique<AppEnvironment>(AppBackends{.loop = loop,
                                                       .timer = timer_,
                                                       .defaults = defaults,
                                                       .recorder = recorder_->recorder(),
                                                       .cursor = *cursor_,
                                                       .inserter = *inserter_,
-                                                      .recognizer = makeRecognizer(stored.speechEngine()),
+                                                      .recognizer = std::move(recognizer),
                                                       .tempDir = Paths::tempAudioDir(),
                                                       .capture = &recorder_->recorder()});
   inserter_->setExtraTerminalClasses(env_->settings().terminalWindowClasses());
   env_->settings().addObserver([this](AppSettings::Field field) {
     if (field == AppSettings::Field::terminalWindowClasses)
       inserter_->setExtraTerminalClasses(env_->settings().terminalWindowClasses());
+    if (field == AppSettings::Field::speechEngine) reloadRecognizer();
   });
   env_->history().load();
 
@@ -123,6 +130,8 @@ DictationBackends::DictationBackends(MainLoop& loop, DefaultsStore& defaults, in
 }
 
 DictationBackends::~DictationBackends() {
+  *alive_ = false;
+  for (auto& builder : builders_) builder.join();
   // The key goes quiet first, then the controller and everything it drives.
   if (talkKey_) talkKey_->setTarget(nullptr);
   talkKey_.reset();
@@ -152,6 +161,51 @@ void DictationBackends::prewarm() {
       kLog.warning("speech engine warm-up failed: " + warmed.message() +
                    "; dictation transcribes from a file");
   });
+}
+
+void DictationBackends::reloadRecognizer() {
+  SpeechEngine* engine = env_->speechEngine();
+  if (!engine) return;
+  const std::uint64_t request = ++reloads_;
+  const SpeechEngineChoice choice = env_->settings().speechEngine();
+  // Loading a whisper model takes seconds: never on the main loop.
+  builders_.emplace_back([this, alive = alive_, request, choice] {
+    auto recognizer = makeRecognizer(choice);
+    loop_.post([this, alive, request, recognizer = std::move(recognizer)]() mutable {
+      if (*alive && request == reloads_) useRecognizer(std::move(recognizer));
+    });
+  });
+}
+
+void DictationBackends::useRecognizer(std::shared_ptr<Recognizer> recognizer) {
+  SpeechEngine* engine = env_->speechEngine();
+  auto* whisper = dynamic_cast<WhisperRecognizer*>(recognizer.get());
+  modelInUse_ = whisper ? std::optional(whisper->model()) : std::nullopt;
+  kLog.notice("speech engine now " + recognizer->name() +
+              (modelInUse_ ? " (" + modelInUse_->filename().string() + ")" : std::string()));
+  // Streaming waits until the new recogniser has run once, as at start-up.
+  env_->settings().setUseDictationEngine(false);
+  engine->setRecognizer(std::move(recognizer));
+  engine->warmUp([this, alive = alive_, request = reloads_](Status warmed) {
+    if (!*alive || request != reloads_) return;
+    if (warmed) env_->settings().setUseDictationEngine(true);
+  });
+  if (engineObserver_) engineObserver_();
+}
+
+TalkKeyFacts DictationBackends::talkKeyFacts() {
+  TalkKeyFacts facts;
+  facts.session = session_;
+  facts.listening = talkKey_ && talkKey_->listening();
+  return facts;
+}
+
+PostingFacts DictationBackends::postingFacts() {
+  PostingFacts facts;
+  facts.session = session_;
+  facts.xtest = x11Keys_ && keys_->mayPostEvents();
+  facts.uinputWritable = UinputKeyPoster::writable();
+  return facts;
 }
 
 }  // namespace murvelo::desktop

@@ -1,9 +1,15 @@
 #pragma once
 
+#include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "app/AppEnvironment.h"
+#include "app/SetupChecks.h"
 #include "app/TalkKeyService.h"
 #include "base/ThreadTimer.h"
 #include "delivery/ClipboardRestorer.h"
@@ -40,9 +46,23 @@ class DictationBackends {
 
   bool recorderAvailable();
   bool mayPostEvents() { return keys_->mayPostEvents(); }
+  SessionKind session() const { return session_; }
+  // What the first-start guide shows about the keys.
+  TalkKeyFacts talkKeyFacts();
+  PostingFacts postingFacts();
+
+  // Builds the recogniser for the current engine setting and installed models off the main
+  // thread, then hands it to the engine for the next dictation. The engine setting calls it; so
+  // does the model manager after an install or a removal.
+  void reloadRecognizer();
+  // The whisper model the engine uses now; none while it uses pocketsphinx.
+  const std::optional<std::filesystem::path>& modelInUse() const { return modelInUse_; }
+  // Told on the main loop whenever the engine has a new recogniser.
+  void setEngineObserver(std::function<void()> observer) { engineObserver_ = std::move(observer); }
 
  private:
   void prewarm();
+  void useRecognizer(std::shared_ptr<Recognizer> recognizer);
 
   MainLoop& loop_;
   ThreadTimer timer_;
@@ -57,6 +77,13 @@ class DictationBackends {
   std::string keySourceProblem_;
   std::unique_ptr<TalkKeyService> talkKey_;
   bool warmed_ = false;
+  SessionKind session_ = SessionKind::none;
+  bool x11Keys_ = false;
+  std::optional<std::filesystem::path> modelInUse_;
+  std::function<void()> engineObserver_;
+  std::uint64_t reloads_ = 0;  // the latest request wins
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+  std::vector<std::thread> builders_;  // joined at the end
 };
 
 }  // namespace murvelo::desktop

@@ -180,13 +180,32 @@ SpeechEngine::~SpeechEngine() {
   for (auto& stream : streams_)
     if (stream) stream->cancelled.store(true);
   waitUntilIdle(std::chrono::milliseconds(2000));
-  std::lock_guard lock(shared_->mutex);
-  shared_->loop = nullptr;
+  retired_.push_back(shared_);
+  for (auto& shared : retired_) {
+    std::lock_guard lock(shared->mutex);
+    shared->loop = nullptr;
+  }
 }
 
 bool SpeechEngine::waitUntilIdle(std::chrono::milliseconds limit) {
-  std::unique_lock lock(shared_->mutex);
-  return shared_->idle.wait_for(lock, limit, [&] { return shared_->running == 0; });
+  auto deadline = std::chrono::steady_clock::now() + limit;
+  auto idle = [deadline](Shared& shared) {
+    std::unique_lock lock(shared.mutex);
+    return shared.idle.wait_until(lock, deadline, [&] { return shared.running == 0; });
+  };
+  bool all = idle(*shared_);
+  for (auto& shared : retired_) all = idle(*shared) && all;
+  return all;
+}
+
+void SpeechEngine::setRecognizer(std::shared_ptr<Recognizer> recognizer) {
+  // Running analyses keep their own shared state: the new recogniser gets a fresh one rather
+  // than swapping a pointer under their feet.
+  retired_.push_back(shared_);
+  shared_ = std::make_shared<Shared>();
+  shared_->loop = &loop_;
+  shared_->recognizer = recognizer;
+  recognizer_ = std::move(recognizer);
 }
 
 void SpeechEngine::prepare(std::function<void(Status)> done) {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "base/MainLoop.h"
 #include "speech/Recognizer.h"
@@ -44,6 +45,9 @@ class SpeechEngine : public SpeechService {
   bool streamingSkippedForQuarantine() const override { return streamingSkippedForQuarantine_; }
 
   const Recognizer& recognizer() const { return *recognizer_; }
+  // Analyses from now on use `recognizer`; those already running finish with the one they began
+  // with, and their answers still arrive. Its assets load at the next analysis (or warm-up).
+  void setRecognizer(std::shared_ptr<Recognizer> recognizer);
   StreamingFinalizationCoordinator& finalization() { return finalization_; }
   // Blocks until no analysis of this engine is running, or `limit` passes; true when idle.
   bool waitUntilIdle(std::chrono::milliseconds limit);
@@ -56,6 +60,7 @@ class SpeechEngine : public SpeechService {
   std::shared_ptr<Recognizer> recognizer_;
   std::filesystem::path tempDir_;
   std::shared_ptr<Shared> shared_;
+  std::vector<std::shared_ptr<Shared>> retired_;  // of earlier recognisers, until the engine goes
   StreamingFinalizationCoordinator finalization_;
   // One entry per startStreaming, oldest first; none where no session was opened.
   std::deque<std::shared_ptr<StreamTask>> streams_;

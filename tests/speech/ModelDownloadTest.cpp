@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <random>
 
+#include "speech/ModelInventory.h"
 #include "speech/whisper/ModelDownloader.h"
 #include "support/ChildProcess.h"
 #include "support/Pump.h"
@@ -129,6 +130,36 @@ TEST_F(ModelDownloadTest, FailuresLeaveNoModelBehind) {
     EXPECT_FALSE(std::filesystem::exists(destination)) << c.name;
     EXPECT_FALSE(std::filesystem::exists(temp / "models" / "ggml-base.en.bin.partial")) << c.name;
   }
+}
+
+TEST_F(ModelDownloadTest, CancelStopsAtOnceAndLeavesNothing) {
+  auto destination = temp / "models" / "ggml-base.en.bin";
+  std::atomic<bool> cancel{false};
+  Status status = ModelDownloader::download(
+      base + "ggml-endless.bin", destination, sha1,
+      [&](const ModelDownloader::Progress& p) {
+        if (p.received > 512 * 1024) cancel = true;
+      },
+      0, &cancel);
+  ASSERT_FALSE(status);
+  EXPECT_EQ(status.message(), ModelDownloader::kCancelled);
+  EXPECT_FALSE(std::filesystem::exists(destination));
+  EXPECT_FALSE(std::filesystem::exists(temp / "models" / "ggml-base.en.bin.partial"));
+}
+
+TEST_F(ModelDownloadTest, RemovingAModelTouchesNothingElse) {
+  auto dir = temp / "models";
+  for (const char* name : {"ggml-base.en.bin", "ggml-base.en.bin.partial", "notes.txt"})
+    test::writeFile(dir / name, "1");
+  EXPECT_FALSE(ModelInventory::remove(dir, "small.en")) << "not installed";
+  EXPECT_FALSE(ModelInventory::remove(dir, "../served/ggml-base.en")) << "outside the folder";
+  EXPECT_TRUE(std::filesystem::exists(served() / "ggml-base.en.bin"));
+  ASSERT_TRUE(ModelInventory::remove(dir, "base.en"));
+  EXPECT_FALSE(std::filesystem::exists(dir / "ggml-base.en.bin.partial"));
+  EXPECT_TRUE(std::filesystem::exists(dir / "notes.txt"));
+  EXPECT_EQ(ModelInventory::sizeText(147951465), "141 MiB");
+  EXPECT_EQ(ModelInventory::sizeText(655360), "0.6 MiB");
+  EXPECT_EQ(ModelInventory::sizeText(3095033483ull), "2.8 GiB");
 }
 
 TEST_F(ModelDownloadTest, CommandLineListsAndRefusesAFileThatIsNotTheOfficialOne) {

@@ -282,5 +282,34 @@ TEST_F(SpeechEngineTest, AssetsAreCheckedOnceAndPrepareReportsFailure) {
   EXPECT_EQ(status->message(), "no model file");
 }
 
+TEST_F(SpeechEngineTest, ASwappedRecogniserTakesOverWhileTheRunningDictationFinishesOnTheOld) {
+  recognizer->scripts = {{{"old"}, true}};
+  auto stream = std::make_shared<LiveBufferStream>(AudioFormat{16000, 1});
+  engine.startStreaming(stream);
+  stream->push(tone(1600, 16000));
+  stream->finish();
+  ASSERT_TRUE(pumpUntil([&] {
+    auto made = recognizer->sessions();
+    return !made.empty() && made.back().samples.size() >= 1600;
+  }));
+  auto next = std::make_shared<FakeRecognizer>();
+  next->scripts = {{{"new"}}};
+  engine.setRecognizer(next);
+  EXPECT_EQ(&engine.recognizer(), next.get());
+
+  std::optional<std::optional<std::string>> answer;
+  engine.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
+  recognizer->release();
+  ASSERT_TRUE(pumpUntil([&] { return answer.has_value(); }));
+  EXPECT_EQ(answer->value_or("none"), "old");
+
+  auto second = dictate();
+  ASSERT_TRUE(second && *second);
+  EXPECT_EQ(**second, "new");
+  EXPECT_EQ(recognizer->sessions().size(), 1u);
+  EXPECT_EQ(next->sessions().size(), 1u);
+  EXPECT_TRUE(engine.waitUntilIdle(5s));
+}
+
 }  // namespace
 }  // namespace murvelo

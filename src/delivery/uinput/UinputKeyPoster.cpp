@@ -40,6 +40,8 @@ int writePasteChord(int fd, PasteKey key) {
   return written;
 }
 
+bool UinputKeyPoster::writable(const std::string& path) { return ::access(path.c_str(), W_OK) == 0; }
+
 std::unique_ptr<UinputKeyPoster> UinputKeyPoster::open(const std::string& path) {
   int fd = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) return std::unique_ptr<UinputKeyPoster>(new UinputKeyPoster(-1));

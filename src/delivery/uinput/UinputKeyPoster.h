@@ -4,13 +4,9 @@
 #include <string>
 
 #include "delivery/KeyPoster.h"
+#include "delivery/UinputRule.h"
 
 namespace murvelo {
-
-// The rule that lets members of the "input" group create the virtual keyboard; the first-start
-// guide shows it when /dev/uinput is not writable.
-inline constexpr const char* kUinputUdevRule =
-    "KERNEL==\"uinput\", GROUP=\"input\", MODE=\"0660\", OPTIONS+=\"static_node=uinput\"";
 
 // Writes the key events of a paste chord (presses, then releases in reverse, each followed by a
 // sync report) to `fd`: a uinput device, or any file descriptor. Returns how many key events were
@@ -23,6 +19,8 @@ class UinputKeyPoster : public KeyPoster {
  public:
   // Opens and creates the device; a poster that may not post when `path` is not writable.
   static std::unique_ptr<UinputKeyPoster> open(const std::string& path = "/dev/uinput");
+  // Whether this user may open `path` for writing, without creating a device.
+  static bool writable(const std::string& path = "/dev/uinput");
   ~UinputKeyPoster() override;
 
   bool mayPostEvents() override { return fd_ >= 0; }

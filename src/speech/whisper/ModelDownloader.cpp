@@ -17,6 +17,8 @@ struct Transfer {
   std::uint64_t written = 0;
   std::uint64_t maxBytes = 0;
   bool tooLarge = false;
+  const std::atomic<bool>* cancel = nullptr;
+  bool cancelled = false;
   bool checkedStatus = false;
   CURL* curl = nullptr;
   const ModelDownloader::ProgressHandler* progress = nullptr;
@@ -38,6 +40,10 @@ std::size_t writeBody(char* data, std::size_t size, std::size_t count, void* use
       transfer->resumedFrom = 0;
     }
   }
+  if (transfer->cancel && transfer->cancel->load()) {
+    transfer->cancelled = true;
+    return 0;
+  }
   const std::uint64_t bytes = static_cast<std::uint64_t>(size) * count;
   transfer->written += bytes;
   if (transfer->maxBytes > 0 && transfer->resumedFrom + transfer->written > transfer->maxBytes) {
@@ -49,6 +55,10 @@ std::size_t writeBody(char* data, std::size_t size, std::size_t count, void* use
 
 int reportProgress(void* user, curl_off_t total, curl_off_t now, curl_off_t, curl_off_t) {
   auto* transfer = static_cast<Transfer*>(user);
+  if (transfer->cancel && transfer->cancel->load()) {
+    transfer->cancelled = true;
+    return 1;  // aborts the transfer
+  }
   auto clock = std::chrono::steady_clock::now();
   if (clock - transfer->lastReport < std::chrono::milliseconds(200) && !(total > 0 && now == total)) return 0;
   transfer->lastReport = clock;
@@ -88,7 +98,7 @@ std::string ModelDownloader::sha1Of(const std::filesystem::path& file) {
 
 Status ModelDownloader::download(const std::string& url, const std::filesystem::path& destination,
                                  const std::string& sha1, const ProgressHandler& progress,
-                                 std::uint64_t maxBytes) {
+                                 std::uint64_t maxBytes, const std::atomic<bool>* cancel) {
   std::error_code error;
   std::filesystem::create_directories(destination.parent_path(), error);
   if (error)
@@ -104,6 +114,7 @@ Status ModelDownloader::download(const std::string& url, const std::filesystem::
   if (!transfer.file) return Status::error("cannot write " + partial.string());
   transfer.progress = &progress;
   transfer.maxBytes = maxBytes;
+  transfer.cancel = cancel;
 
   CURL* curl = curl_easy_init();
   transfer.curl = curl;
@@ -130,6 +141,10 @@ Status ModelDownloader::download(const std::string& url, const std::filesystem::
 
   // 416: the partial file already holds everything the server has.
   bool complete = code == CURLE_OK || (status == 416 && transfer.resumedFrom > 0);
+  if (transfer.cancelled) {
+    std::filesystem::remove(partial, error);
+    return Status::error(kCancelled);
+  }
   if (transfer.tooLarge) {
     std::filesystem::remove(partial, error);
     return Status::error("download failed: the server sent more than the " + std::to_string(maxBytes) +

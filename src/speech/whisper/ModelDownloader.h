@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -22,10 +23,13 @@ class ModelDownloader {
   };
   using ProgressHandler = std::function<void(const Progress&)>;
 
+  static constexpr const char* kCancelled = "download cancelled; nothing was installed";
+
   // A server that sends more than `maxBytes` (0: no limit) is cut off and the partial file removed.
+  // Setting `*cancel` (from any thread) stops the transfer soon after and removes the partial file.
   static Status download(const std::string& url, const std::filesystem::path& destination,
-                         const std::string& sha1, const ProgressHandler& progress,
-                         std::uint64_t maxBytes = 0);
+                         const std::string& sha1, const ProgressHandler& progress, std::uint64_t maxBytes = 0,
+                         const std::atomic<bool>* cancel = nullptr);
   // The SHA-1 of a file in lower-case hex; empty when it cannot be read.
   static std::string sha1Of(const std::filesystem::path& file);
 };

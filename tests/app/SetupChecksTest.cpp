@@ -1,0 +1,104 @@
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "app/LaunchPlan.h"
+#include "app/SetupChecks.h"
+
+namespace murvelo {
+namespace {
+
+using State = CheckOutcome::State;
+
+TEST(SetupChecks, EachCheckSaysWhatIsMissingAndTheExactFix) {
+  struct Case {
+    const char* name;
+    CheckOutcome outcome;
+    State state;
+    std::string command;  // the command offered, or "" for none
+  };
+  const Case cases[] = {
+      {"mic still looking", checkMicrophone(std::nullopt), State::checking, ""},
+      {"no audio server", checkMicrophone(MicrophoneFacts{false, 0}), State::needsAction,
+       "systemctl --user start pipewire-pulse.socket"},
+      {"server without sources", checkMicrophone(MicrophoneFacts{true, 0}), State::needsAction, ""},
+      {"mic ready", checkMicrophone(MicrophoneFacts{true, 2}), State::ready, ""},
+      {"x11 key", checkTalkKey({SessionKind::x11, true, "Right Alt"}), State::ready, ""},
+      {"x11 key unseen", checkTalkKey({SessionKind::x11, false, "Right Alt"}), State::needsAction,
+       "murvelo-cli talk toggle"},
+      {"wayland without group", checkTalkKey({SessionKind::wayland, false, "Right Alt"}), State::needsAction,
+       "sudo usermod -aG input $USER"},
+      {"console without group", checkTalkKey({SessionKind::none, false, "Right Alt"}), State::needsAction,
+       "sudo usermod -aG input $USER"},
+      {"wayland reading keyboards", checkTalkKey({SessionKind::wayland, true, "Right Alt"}), State::ready,
+       ""},
+      {"a11y on", checkAccessibility(true), State::ready, ""},
+      {"a11y off", checkAccessibility(false), State::needsAction,
+       "gsettings set org.gnome.desktop.interface toolkit-accessibility true"},
+      {"no a11y bus", checkAccessibility(std::nullopt), State::needsAction, "sudo apt install at-spi2-core"},
+      {"xtest", checkPostingKeys({SessionKind::x11, true, false}), State::ready, ""},
+      {"no xtest", checkPostingKeys({SessionKind::x11, false, true}), State::needsAction, ""},
+      {"uinput", checkPostingKeys({SessionKind::wayland, false, true}), State::ready, ""},
+      {"no uinput", checkPostingKeys({SessionKind::wayland, true, false}), State::needsAction,
+       "echo 'KERNEL==\"uinput\", GROUP=\"input\", MODE=\"0660\", OPTIONS+=\"static_node=uinput\"' | sudo "
+       "tee "
+       "/etc/udev/rules.d/70-murvelo-uinput.rules"},
+      {"model", checkSpeechModel(std::string("base.en")), State::ready, ""},
+      {"no model", checkSpeechModel(std::nullopt), State::needsAction, ""},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.outcome.state, c.state) << c.name;
+    EXPECT_EQ(c.outcome.command, c.command) << c.name;
+    EXPECT_FALSE(c.outcome.status.empty()) << c.name;
+    EXPECT_EQ(c.outcome.fix.empty(), c.state != State::needsAction) << c.name;
+  }
+  EXPECT_NE(checkMicrophone(MicrophoneFacts{true, 2}).status.find("2 microphones"), std::string::npos);
+  EXPECT_NE(checkSpeechModel(std::nullopt).fix.find("base.en (about"), std::string::npos);
+}
+
+TEST(SetupChecks, SessionKindFromTheEnvironment) {
+  static std::map<std::string, std::string> env;
+  auto read = [](const char* name) -> const char* {
+    return env.contains(name) ? env[name].c_str() : nullptr;
+  };
+  const std::pair<std::map<std::string, std::string>, SessionKind> cases[] = {
+      {{{"DISPLAY", ":0"}}, SessionKind::x11},
+      {{{"DISPLAY", ":0"}, {"WAYLAND_DISPLAY", "wayland-0"}}, SessionKind::wayland},
+      {{{"DISPLAY", ":0"}, {"XDG_SESSION_TYPE", "wayland"}}, SessionKind::wayland},
+      {{{"DISPLAY", ""}, {"XDG_SESSION_TYPE", "tty"}}, SessionKind::none},
+  };
+  for (const auto& [vars, kind] : cases) {
+    env = vars;
+    EXPECT_EQ(sessionKindFrom(read), kind) << vars.size();
+  }
+}
+
+TEST(LaunchPlan, OpensTheGuideWhenTheLaunchSequenceSays) {
+  struct Case {
+    const char* name;
+    LaunchFacts facts;
+    LaunchPlan plan;
+  };
+  // microphone, key, confirmed, translocated, resume, complete, finished
+  const Case cases[] = {
+      {"first start, all granted", {true, true, false, false, false, false, false}, {true, true, true, true}},
+      {"finished and granted", {true, true, true, false, false, true, true}, {false, false, false, true}},
+      {"finished, resumed after relaunch",
+       {true, true, true, false, true, true, true},
+       {true, false, false, true}},
+      {"key not yet seen but confirmed",
+       {true, false, true, false, false, false, true},
+       {false, true, false, true}},
+      {"confirmed, resumed", {true, false, true, false, true, true, true}, {true, false, false, true}},
+      {"complete marks confirmed",
+       {true, false, false, false, false, true, true},
+       {false, false, true, true}},
+      {"translocated", {true, false, true, true, false, true, true}, {true, false, false, false}},
+      {"no audio server", {false, true, true, false, false, true, true}, {true, false, false, false}},
+      {"key never seen", {true, false, false, false, false, false, true}, {true, false, false, false}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(planLaunch(c.facts), c.plan) << c.name;
+}
+
+}  // namespace
+}  // namespace murvelo

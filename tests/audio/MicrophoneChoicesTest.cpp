@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "audio/InputLevel.h"
+#include "audio/MicrophoneChoices.h"
+
+namespace murvelo {
+namespace {
+
+TEST(MicrophoneChoices, MenuHintsAndNotesFollowTheDevicesPresent) {
+  const CaptureDevice laptop{"alsa_input.pci", "Laptop Microphone", true};
+  const CaptureDevice headset{"bluez_input.aa", "Headset", false, true};
+  MicrophoneStartupHistory history;
+  history.record(laptop.id, 120);
+  history.record(laptop.id, 300);
+  struct Case {
+    const char* name;
+    DeviceList found;
+    MicrophoneSelection selected;
+    std::vector<std::string> labels;
+    std::size_t selectedIndex;
+    std::string note;
+  };
+  const Case cases[] = {
+      {"built-in present",
+       {{laptop, headset}, headset.id},
+       MicrophoneSelection::builtIn(),
+       {MicrophoneChoices::kBuiltInLabel, "System default input (Headset)", "Laptop Microphone", "Headset"},
+       0,
+       ""},
+      {"a device chosen",
+       {{laptop, headset}, std::nullopt},
+       MicrophoneSelection::device(headset.id),
+       {MicrophoneChoices::kBuiltInLabel, "System default input", "Laptop Microphone", "Headset"},
+       3,
+       ""},
+      {"chosen device unplugged",
+       {{laptop}, laptop.id},
+       MicrophoneSelection::device(headset.id),
+       {MicrophoneChoices::kBuiltInLabel, "System default input (Laptop Microphone)", "Laptop Microphone",
+        MicrophoneChoices::kDisconnectedLabel},
+       3,
+       ""},
+      {"no built-in",
+       {{headset}, headset.id},
+       MicrophoneSelection::builtIn(),
+       {MicrophoneChoices::kBuiltInLabel, "System default input (Headset)", "Headset"},
+       0,
+       MicrophoneChoices::kNoBuiltIn},
+      {"nothing at all",
+       {},
+       MicrophoneSelection::systemDefault(),
+       {MicrophoneChoices::kBuiltInLabel, "System default input"},
+       1,
+       MicrophoneChoices::kNoInputs},
+  };
+  for (const auto& c : cases) {
+    auto choices = listMicrophoneChoices(c.found, c.selected, history);
+    std::vector<std::string> labels;
+    for (const auto& entry : choices.entries) labels.push_back(entry.label);
+    EXPECT_EQ(labels, c.labels) << c.name;
+    EXPECT_EQ(choices.selected, c.selectedIndex) << c.name;
+    EXPECT_EQ(choices.entries[choices.selected].selection, c.selected) << c.name;
+    EXPECT_EQ(choices.note, c.note) << c.name;
+  }
+
+  auto present =
+      listMicrophoneChoices({{laptop, headset}, headset.id}, MicrophoneSelection::builtIn(), history);
+  EXPECT_NE(present.entries[0].hint.find("about 300 ms"), std::string::npos)
+      << "built-in leads to the laptop";
+  EXPECT_EQ(present.entries[1].hint, MicrophoneChoices::kNoTimes) << "the default is the headset";
+  EXPECT_EQ(present.entries[3].hint, MicrophoneChoices::kNoTimes);
+  auto gone = listMicrophoneChoices({{laptop}, laptop.id}, MicrophoneSelection::device(headset.id), history);
+  EXPECT_EQ(gone.entries.back().hint, MicrophoneChoices::kDisconnectedAdvice);
+  EXPECT_FALSE(gone.entries.back().present);
+}
+
+TEST(InputLevel, MeterReadsRmsOnASixtyDecibelScale) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  struct Case {
+    std::vector<float> samples;
+    double db;
+    double fraction;
+  };
+  const Case cases[] = {
+      {{}, -60, 0},
+      {{0, 0, 0}, -60, 0},
+      {{1, -1, 1, -1}, 0, 1},
+      {{0.1f, -0.1f}, -20, 2.0 / 3},
+      {{0.001f, -0.001f}, -60, 0},
+      {{nan, 0.1f, -0.1f}, -20, 2.0 / 3},
+  };
+  for (const auto& c : cases) {
+    double db = InputLevel::rmsDb(c.samples);
+    EXPECT_NEAR(db, c.db, 0.01) << c.samples.size();
+    EXPECT_NEAR(InputLevel::meterFraction(db), c.fraction, 0.01);
+  }
+  EXPECT_EQ(InputLevel::meterFraction(6), 1);
+  EXPECT_EQ(InputLevel::meterFraction(-std::numeric_limits<double>::infinity()), 0);
+}
+
+}  // namespace
+}  // namespace murvelo
