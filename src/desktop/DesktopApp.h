@@ -24,6 +24,7 @@ class InstanceServer;
 class QtMainLoop;
 class RecordingHUD;
 class SettingsWindow;
+class ToolWindows;
 class TrayMenu;
 
 // The running program: claims the single instance, assembles the dictation core with the real
@@ -47,6 +48,7 @@ class DesktopApp : public QObject {
   HUDModel& hudModel() { return *hudModel_; }
   RecordingHUD& hud() { return *hud_; }
   TrayMenu& tray() { return *tray_; }
+  ToolWindows& tools() { return *tools_; }
   bool hasTrayHost() const { return trayHost_; }
 
  private:
@@ -72,6 +74,7 @@ class DesktopApp : public QObject {
   std::unique_ptr<HUDModel> hudModel_;
   std::unique_ptr<TrayMenu> tray_;
   std::unique_ptr<SettingsWindow> settingsWindow_;
+  std::unique_ptr<ToolWindows> tools_;
   DictationStatus status_;
   bool trayHost_ = false;
   bool paused_ = false;

@@ -64,6 +64,12 @@ TrayMenu::TrayMenu(Hooks hooks) : hooks_(std::move(hooks)), menu_(std::make_uniq
   menu_->addAction("Settings…", [this] {
     if (hooks_.settings) hooks_.settings();
   });
+  menu_->addAction("History and My Words…", [this] {
+    if (hooks_.history) hooks_.history();
+  });
+  menu_->addAction("Accuracy test…", [this] {
+    if (hooks_.accuracyTest) hooks_.accuracyTest();
+  });
   menu_->addAction("Save support report…", [this] {
     if (hooks_.supportReport) hooks_.supportReport();
   });

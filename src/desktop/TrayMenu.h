@@ -27,6 +27,8 @@ class TrayMenu : public QObject {
     std::function<void()> settings;
     std::function<void()> supportReport;
     std::function<void()> quit;
+    std::function<void()> history;  // recent dictations and My Words
+    std::function<void()> accuracyTest;
   };
   static constexpr int kRecentShown = 10;
   static constexpr int kPreviewChars = 48;
