@@ -115,6 +115,7 @@ void AccuracyWindow::showPhrase() {
     counter_->setText("Done");
     phrase_->setText("That was the last phrase.");
     read_->setText("Start over");
+    read_->setEnabled(true);
     skip_->setEnabled(false);
     return;
   }
@@ -187,11 +188,12 @@ void AccuracyWindow::finish() {
     return;
   }
   const AccuracySummary summary = summarize(scores_);
-  overall_->setText(QString("Overall: %1 of words right (%2 errors in %3 words, %4 phrases)")
+  overall_->setText(QString("Overall: %1 of words right (%2 errors in %3 words, %4 %5)")
                         .arg(percent(summary.accuracyPercent()))
                         .arg(summary.errors)
                         .arg(summary.referenceWords)
-                        .arg(summary.phrases));
+                        .arg(summary.phrases)
+                        .arg(summary.phrases == 1 ? "phrase" : "phrases"));
   if (Status saved = progress_.add(summary); !saved)
     status_->setText("The score was not kept: " + QString::fromStdString(saved.message()));
   showProgress();
@@ -202,9 +204,10 @@ void AccuracyWindow::showProgress() {
   for (const auto& entry : progress_.entries()) {
     const AccuracySummary summary{entry.errors, entry.referenceWords, entry.phrases};
     auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(entry.date.time_since_epoch()).count();
-    progressList_->addItem(QDateTime::fromMSecsSinceEpoch(ms).toString("ddd d MMM HH:mm") + "   " +
-                           percent(summary.accuracyPercent()) +
-                           QString("   (%1 phrases)").arg(entry.phrases));
+    progressList_->addItem(
+        QDateTime::fromMSecsSinceEpoch(ms).toString("ddd d MMM HH:mm") + "   " +
+        percent(summary.accuracyPercent()) +
+        QString("   (%1 %2)").arg(entry.phrases).arg(entry.phrases == 1 ? "phrase" : "phrases"));
   }
   if (progress_.entries().empty()) progressList_->addItem("No finished test yet.");
 }

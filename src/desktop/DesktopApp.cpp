@@ -120,9 +120,8 @@ std::optional<int> DesktopApp::launch() {
       [this] { showSettings(); },
       [this] { tools_->saveSupportReport(); },
       [] { QApplication::quit(); },
-      [this] { tools_->showHistory(); },
-      [this] { tools_->showAccuracyTest(); },
   });
+  tray_->addToolActions([this] { tools_->showHistory(); }, [this] { tools_->showAccuracyTest(); });
   settings_->addObserver([this](AppSettings::Field field) {
     if (field == AppSettings::Field::openAtLogin) applyLoginItem();
     if (field == AppSettings::Field::cleanupLevel) tray_->setLevel(settings_->cleanupLevel());

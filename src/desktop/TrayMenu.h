@@ -27,8 +27,6 @@ class TrayMenu : public QObject {
     std::function<void()> settings;
     std::function<void()> supportReport;
     std::function<void()> quit;
-    std::function<void()> history;  // recent dictations and My Words
-    std::function<void()> accuracyTest;
   };
   static constexpr int kRecentShown = 10;
   static constexpr int kPreviewChars = 48;
@@ -41,6 +39,8 @@ class TrayMenu : public QObject {
   void setStatus(const std::string& text, bool active);
   void setPaused(bool paused);
   void setLevel(CleanupLevel level);
+  // Adds "History and My Words…" and "Accuracy test…" above the support report.
+  void addToolActions(std::function<void()> history, std::function<void()> accuracyTest);
 
   QMenu* menu() const { return menu_.get(); }
   QMenu* recentMenu() const { return recentMenu_; }
@@ -58,6 +58,7 @@ class TrayMenu : public QObject {
   std::unique_ptr<QSystemTrayIcon> icon_;
   QAction* status_ = nullptr;
   QAction* pause_ = nullptr;
+  QAction* report_ = nullptr;
   QMenu* recentMenu_ = nullptr;
   QActionGroup* levels_ = nullptr;
   bool active_ = false;

@@ -66,7 +66,18 @@ SupportReport::Probe talkKey() {
   return {"talk key", readable > 0, detail};
 }
 
+// Without an address GLib may start a bus of its own (autolaunch), which outlives the probe.
+bool sessionBusKnown() {
+  const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+  if (address && *address) return true;
+  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+  std::error_code error;
+  return runtime && *runtime && std::filesystem::exists(std::filesystem::path(runtime) / "bus", error);
+}
+
 SupportReport::Probe accessibility() {
+  if (!sessionBusKnown())
+    return {"accessibility", false, "no session bus (DBUS_SESSION_BUS_ADDRESS is not set)"};
   GError* error = nullptr;
   GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error);
   if (!bus) {
