@@ -71,11 +71,5 @@ TEST(SupportReport, HoldsSettingsAndCountsButNoWordsOfTheUser) {
   EXPECT_NE(bare.find("(the audio server did not answer)"), std::string::npos);
 }
 
-TEST(SupportReport, DefaultFileNameCarriesTheDate) {
-  const std::string name = SupportReport::defaultFileName(std::chrono::system_clock::now());
-  EXPECT_EQ(name.rfind("murvelo-support-20", 0), 0u) << name;
-  EXPECT_EQ(name.size(), std::string("murvelo-support-2026-11-24.txt").size()) << name;
-}
-
 }  // namespace
 }  // namespace murvelo

@@ -5,17 +5,13 @@
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
 #include <QElapsedTimer>
-#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QScreen>
-#include <QTabWidget>
 #include <QTableWidget>
 #include <fstream>
 
@@ -106,41 +102,28 @@ TEST(HistoryWindow, FlagCopyClearAndMyWordsWithOddText) {
   EXPECT_TRUE(layoutFits(window));
   screenshot(window, "history-my-words.png");
 
-  struct Step {
-    std::function<void()> act;
-    std::vector<std::pair<std::string, std::string>> entries;
+  using Entries = std::vector<std::pair<std::string, std::string>>;
+  auto fill = [&](int row, const char* wrong, const char* right) {
+    if (row >= 0) window.words()->selectRow(row);
+    if (wrong) window.wrongEdit()->setText(wrong);
+    window.rightEdit()->setText(right);
   };
-  const Step steps[] = {
-      {[&] {
-         window.wrongEdit()->setText(" Murvello ");
-         window.rightEdit()->setText("Murvelo");
-         window.addWord();
-       },
+  const std::pair<std::function<void()>, Entries> steps[] = {
+      {[&] { fill(-1, " Murvello ", "Murvelo"), window.addWord(); },
        {{kRightToLeft, "RTL"}, {"emoji 🚀", kLong}, {"Murvello", "Murvelo"}}},
-      {[&] {
-         window.words()->selectRow(2);
-         window.rightEdit()->setText("Murvelo!");
-         window.saveWord();
-       },
+      {[&] { fill(2, nullptr, "Murvelo!"), window.saveWord(); },
        {{kRightToLeft, "RTL"}, {"emoji 🚀", kLong}, {"Murvello", "Murvelo!"}}},
-      {[&] {
-         window.words()->selectRow(0);
-         window.removeWord();
-       },
+      {[&] { window.words()->selectRow(0), window.removeWord(); },
        {{"emoji 🚀", kLong}, {"Murvello", "Murvelo!"}}},
-      {[&] {
-         window.wrongEdit()->setText("only one side");
-         window.rightEdit()->clear();
-         window.addWord();
-       },
+      {[&] { fill(-1, "only one side", ""), window.addWord(); },
        {{"emoji 🚀", kLong}, {"Murvello", "Murvelo!"}}},
   };
-  for (const auto& step : steps) {
-    step.act();
-    std::vector<std::pair<std::string, std::string>> entries;
+  for (const auto& [act, expected] : steps) {
+    act();
+    Entries entries;
     for (const auto& entry : corrections.entries()) entries.emplace_back(entry.wrong, entry.right);
-    EXPECT_EQ(entries, step.entries);
-    EXPECT_EQ(window.words()->rowCount(), static_cast<int>(step.entries.size()));
+    EXPECT_EQ(entries, expected);
+    EXPECT_EQ(window.words()->rowCount(), static_cast<int>(expected.size()));
   }
   EXPECT_FALSE(window.wordsNote()->text().isEmpty()) << "a half-filled word says what is missing";
   // The next cleanup uses the word at once.
@@ -234,9 +217,9 @@ TEST(AccuracyWindow, ReadingsThroughTheRealMicrophoneAreScoredAndKept) {
 }
 
 TEST(TrayMenu, ToolWindowsAreReachedFromTheMenu) {
-  int history = 0, accuracy = 0;
+  int opened = 0;
   TrayMenu tray({nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr});
-  tray.addToolActions([&] { ++history; }, [&] { ++accuracy; });
+  tray.addToolActions([&] { opened += 1; }, [&] { opened += 10; });
   QStringList texts;
   for (auto* action : tray.menu()->actions()) texts << action->text();
   const auto at = texts.indexOf("History and My Words…");
@@ -245,11 +228,7 @@ TEST(TrayMenu, ToolWindowsAreReachedFromTheMenu) {
             (QStringList{"History and My Words…", "Accuracy test…", "Save support report…"}));
   tray.menu()->actions()[at]->trigger();
   tray.menu()->actions()[at + 1]->trigger();
-  EXPECT_EQ(std::pair(history, accuracy), std::pair(1, 1));
-  tray.menu()->popup(QPoint(300, 200));
-  ASSERT_TRUE(spinUntil([&] { return tray.menu()->isVisible(); }, 3000));
-  screenshot(*tray.menu(), "tray-menu-tools.png");
-  tray.menu()->hide();
+  EXPECT_EQ(opened, 11);
 }
 
 class NoCursor : public CursorContextReader {
