@@ -60,6 +60,8 @@ CleanedTranscript CleanupStep::cleanLevel(std::string_view raw, CleanupLevel lev
 CleanedTranscript CleanupStep::clean(std::string_view raw, CleanupLevel level, bool sentenceStart,
                                      bool developerVocabulary) const {
   CleanedTranscript result = cleanLevel(raw, level, sentenceStart);
+  // A word added from the My Words view or murvelo-cli counts from the next dictation on.
+  corrections_.refresh();
   // The shared pack is always on; the developer pack follows the setting.
   const auto corrections = corrections_.compiled(true, developerVocabulary);
   if (!corrections.empty()) {

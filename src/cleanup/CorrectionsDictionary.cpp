@@ -140,6 +140,30 @@ bool CorrectionsDictionary::remove(std::string_view wrong, Status& saved) {
   return removed > 0;
 }
 
+Status CorrectionsDictionary::edit(std::string_view id, std::string_view wrong, std::string_view right) {
+  if (wrong.empty() || right.empty()) return Status::error("a correction needs both spellings");
+  return defaults_.update([&] {
+    load();
+    {
+      std::lock_guard lock(mutex_);
+      auto found =
+          std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) { return entry.id == id; });
+      if (found == entries_.end()) return Status::error("no correction with that id");
+      found->wrong = std::string(wrong);
+      found->right = std::string(right);
+      std::erase_if(entries_, [&](const Entry& entry) {
+        return entry.id != id && sameIgnoringCase(entry.wrong, wrong);
+      });
+    }
+    return save();
+  });
+}
+
+void CorrectionsDictionary::refresh() {
+  defaults_.reloadIfChanged();
+  load();
+}
+
 Status CorrectionsDictionary::save() {
   const std::string json = encode(entries());
   return defaults_.setData(kDefaultsKey, Bytes(json.begin(), json.end()));

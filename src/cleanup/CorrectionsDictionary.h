@@ -48,6 +48,11 @@ class CorrectionsDictionary {
   Status add(std::string_view wrong, std::string_view right);
   // Removes the entries with this wrong text (case-insensitively) and saves. False when none had it.
   bool remove(std::string_view wrong, Status& saved);
+  // Changes the entry with this id in place; another entry with the same wrong text goes, as in
+  // add(). An error, and no change, when a text is empty or no entry has the id.
+  Status edit(std::string_view id, std::string_view wrong, std::string_view right);
+  // Picks up a list another process stored since this one last read it; cheap when none did.
+  void refresh();
 
   // The merged list, longest variant first; served from the cache while the key is unchanged.
   std::vector<CompiledCorrection> compiled(bool includingSharedPack, bool includingDeveloperPack);

@@ -27,6 +27,7 @@ int runListen(CommandContext& context);
 int runContext(CommandContext& context);
 int runPaste(CommandContext& context);
 int runTalk(CommandContext& context);
+int runReport(CommandContext& context);
 
 // Every subcommand, in the order the usage lists them.
 inline constexpr Command kCommands[] = {
@@ -45,6 +46,7 @@ inline constexpr Command kCommands[] = {
     {"context", "print the focused text field's cursor context as JSON", runContext},
     {"paste", "deliver text at the cursor as a dictation would, and report how", runPaste},
     {"talk", "ask the running murvelo to start or stop dictating (start|stop|toggle)", runTalk},
+    {"report", "write the support report to a file or standard output", runReport},
 };
 
 }  // namespace murvelo::cli

@@ -21,6 +21,7 @@
 #include "desktop/RecordingHUD.h"
 #include "desktop/SettingsWindow.h"
 #include "desktop/SetupGuide.h"
+#include "desktop/ToolWindows.h"
 #include "desktop/TrayMenu.h"
 #include "history/HistoryStore.h"
 #include "speech/WhisperModelChoice.h"
@@ -58,6 +59,7 @@ DesktopApp::~DesktopApp() {
   // The panel and windows observe the settings and the model: they go first.
   guide_.reset();
   settingsWindow_.reset();
+  tools_.reset();
   tray_.reset();
   if (dictation_) dictation_->controller().setStatusObserver(nullptr);
   dictation_.reset();
@@ -106,6 +108,9 @@ std::optional<int> DesktopApp::launch() {
   guard_ = std::make_unique<SingleInstanceGuard>(*defaults_, process, epochSeconds, spawnDetached);
   loginItem_ = std::make_unique<LoginItem>(Paths::autostartDir(), guard_->relaunchTarget());
 
+  tools_ = std::make_unique<ToolWindows>(*dictation_, *defaults_, [](const std::string& text) {
+    QApplication::clipboard()->setText(QString::fromStdString(text));
+  });
   hud_ = std::make_unique<RecordingHUD>([this] { return hudModel_->phase(); }, desktopPrefersReducedMotion());
   hudModel_ = std::make_unique<HUDModel>(hud_.get());
   tray_ = std::make_unique<TrayMenu>(TrayMenu::Hooks{
@@ -118,9 +123,10 @@ std::optional<int> DesktopApp::launch() {
       },
       [](const std::string& text) { QApplication::clipboard()->setText(QString::fromStdString(text)); },
       [this] { showSettings(); },
-      nullptr,
+      [this] { tools_->saveSupportReport(); },
       [] { QApplication::quit(); },
   });
+  tray_->addToolActions([this] { tools_->showHistory(); }, [this] { tools_->showAccuracyTest(); });
   settings_->addObserver([this](AppSettings::Field field) {
     if (field == AppSettings::Field::openAtLogin) applyLoginItem();
     if (field == AppSettings::Field::cleanupLevel) tray_->setLevel(settings_->cleanupLevel());

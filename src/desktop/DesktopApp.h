@@ -25,6 +25,7 @@ class QtMainLoop;
 class RecordingHUD;
 class SettingsWindow;
 class SetupGuide;
+class ToolWindows;
 class TrayMenu;
 
 // The running program: claims the single instance, assembles the dictation core with the real
@@ -48,6 +49,7 @@ class DesktopApp : public QObject {
   HUDModel& hudModel() { return *hudModel_; }
   RecordingHUD& hud() { return *hud_; }
   TrayMenu& tray() { return *tray_; }
+  ToolWindows& tools() { return *tools_; }
   bool hasTrayHost() const { return trayHost_; }
   AppSettings& settings() { return *settings_; }
   SettingsWindow* settingsWindow() const { return settingsWindow_.get(); }
@@ -78,6 +80,7 @@ class DesktopApp : public QObject {
   std::unique_ptr<TrayMenu> tray_;
   std::unique_ptr<SettingsWindow> settingsWindow_;
   std::unique_ptr<SetupGuide> guide_;
+  std::unique_ptr<ToolWindows> tools_;
   DictationStatus status_;
   bool trayHost_ = false;
   bool paused_ = false;

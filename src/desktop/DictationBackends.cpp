@@ -141,6 +141,8 @@ DictationBackends::~DictationBackends() {
   restorer_.reset();
 }
 
+Recorder& DictationBackends::recorder() { return recorder_->recorder(); }
+
 bool DictationBackends::recorderAvailable() { return recorder_->session().serverReachable(); }
 
 void DictationBackends::start() {

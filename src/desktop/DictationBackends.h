@@ -35,6 +35,8 @@ class DictationBackends {
   DictationBackends& operator=(const DictationBackends&) = delete;
 
   AppEnvironment& env() { return *env_; }
+  MainLoop& loop() { return loop_; }
+  Recorder& recorder();
   DictationController& controller() { return env_->controller(); }
   // None when nothing can watch the talk key in this session; `keySourceProblem` says why.
   TalkKeyService* talkKey() { return talkKey_.get(); }

@@ -57,7 +57,7 @@ TrayMenu::TrayMenu(Hooks hooks) : hooks_(std::move(hooks)), menu_(std::make_uniq
   menu_->addAction("Settings…", [this] {
     if (hooks_.settings) hooks_.settings();
   });
-  menu_->addAction("Save support report…", [this] {
+  report_ = menu_->addAction("Save support report…", [this] {
     if (hooks_.supportReport) hooks_.supportReport();
   });
   menu_->addSeparator();
@@ -87,6 +87,14 @@ void TrayMenu::setStatus(const std::string& text, bool active) {
   if (active == active_) return;
   active_ = active;
   if (icon_) icon_->setIcon(microphoneIcon(active));
+}
+
+void TrayMenu::addToolActions(std::function<void()> history, std::function<void()> accuracyTest) {
+  auto* historyAction = new QAction("History and My Words…", menu_.get());
+  connect(historyAction, &QAction::triggered, this, std::move(history));
+  auto* accuracyAction = new QAction("Accuracy test…", menu_.get());
+  connect(accuracyAction, &QAction::triggered, this, std::move(accuracyTest));
+  menu_->insertActions(report_, {historyAction, accuracyAction});
 }
 
 void TrayMenu::setPaused(bool paused) { pause_->setText(paused ? "Resume talk key" : "Pause talk key"); }

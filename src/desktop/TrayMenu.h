@@ -39,6 +39,8 @@ class TrayMenu : public QObject {
   void setStatus(const std::string& text, bool active);
   void setPaused(bool paused);
   void setLevel(CleanupLevel level);
+  // Adds "History and My Words…" and "Accuracy test…" above the support report.
+  void addToolActions(std::function<void()> history, std::function<void()> accuracyTest);
 
   QMenu* menu() const { return menu_.get(); }
   QMenu* recentMenu() const { return recentMenu_; }
@@ -56,6 +58,7 @@ class TrayMenu : public QObject {
   std::unique_ptr<QSystemTrayIcon> icon_;
   QAction* status_ = nullptr;
   QAction* pause_ = nullptr;
+  QAction* report_ = nullptr;
   QMenu* recentMenu_ = nullptr;
   QActionGroup* levels_ = nullptr;
   bool active_ = false;

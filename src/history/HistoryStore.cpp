@@ -89,6 +89,9 @@ std::optional<HistoryStore::Item> decodeItem(const nlohmann::json& object) {
       !readOptional(object, "spokenWordCount", item.spokenWordCount)) {
     return std::nullopt;
   }
+  // A flag of another type is not worth losing the dictation over.
+  if (auto flag = object.find("flaggedWrong"); flag != object.end() && flag->is_boolean())
+    item.flaggedWrong = flag->get<bool>();
   return item;
 }
 
@@ -105,6 +108,7 @@ Bytes HistoryStore::encode(const std::vector<Item>& items) {
     if (item.processingSeconds) object["processingSeconds"] = *item.processingSeconds;
     if (item.cleanup) object["cleanup"] = *item.cleanup;
     if (item.spokenWordCount) object["spokenWordCount"] = *item.spokenWordCount;
+    if (item.flaggedWrong) object["flaggedWrong"] = true;
     array.push_back(std::move(object));
   }
   // Replace, not throw, on invalid UTF-8: a history entry must never stop a save.
@@ -177,6 +181,22 @@ Status HistoryStore::clear() {
     return save();
   });
   changed();
+  return status;
+}
+
+Status HistoryStore::setFlagged(std::string_view id, bool flagged) {
+  bool found = false;
+  Status status = defaults_.update([&] {
+    readStored();
+    dropExpired();
+    auto item = std::find_if(items_.begin(), items_.end(), [&](const Item& each) { return each.id == id; });
+    if (item == items_.end()) return Status::error("no dictation with that id");
+    found = true;
+    if (item->flaggedWrong == flagged) return Status::ok();
+    item->flaggedWrong = flagged;
+    return save();
+  });
+  if (found) changed();
   return status;
 }
 

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "cleanup/CleanupLevel.h"
 #include "base/DefaultsStore.h"
+#include "cleanup/CleanupLevel.h"
 
 namespace murvelo {
 
@@ -29,6 +29,9 @@ class HistoryStore {
     std::optional<double> processingSeconds;
     std::optional<std::string> cleanup;  // a cleanup level's stored value
     std::optional<std::int64_t> spokenWordCount;
+    // The user said this one came out wrong; stored as "flaggedWrong" only when set, so lists
+    // written before the flag existed read back unchanged.
+    bool flaggedWrong = false;
 
     bool operator==(const Item&) const = default;
   };
@@ -47,6 +50,8 @@ class HistoryStore {
            std::optional<std::int64_t> spokenWordCount);
   // Whether the emptied list reached the disk.
   Status clear();
+  // Marks or unmarks one item as wrong; an error when no item has this id.
+  Status setFlagged(std::string_view id, bool flagged);
   const std::vector<Item>& items() const { return items_; }
 
   using Observer = std::function<void()>;

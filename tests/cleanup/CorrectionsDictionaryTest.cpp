@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "base/DefaultsStore.h"
+#include "base/linux/FileDefaultsStore.h"
+#include "cleanup/CleanupStep.h"
 #include "cleanup/CorrectionsDictionary.h"
+#include "support/TempDir.h"
 
 namespace murvelo {
 namespace {
@@ -117,6 +120,61 @@ TEST(CorrectionsDictionary, PackDecoding) {
   EXPECT_EQ(CorrectionsDictionary::decodePack("[{\"wrong\":\"a\",\"right\":\"b\"}]").size(), 1u);
   EXPECT_TRUE(CorrectionsDictionary::decodePack("{").empty());
   EXPECT_TRUE(CorrectionsDictionary::decodePack("[{\"wrong\":1,\"right\":\"b\"}]").empty());
+}
+
+TEST(CorrectionsDictionary, EditChangesOneEntryInPlace) {
+  struct Case {
+    const char* wrong;
+    const char* right;
+    bool saved;
+    std::vector<std::pair<std::string, std::string>> after;  // wrong, right in order
+  };
+  const Case cases[] = {
+      {"kube", "Kubernetes", true, {{"teh", "the"}, {"kube", "Kubernetes"}, {"git hub", "GitHub"}}},
+      // Taking another entry's spelling (in any case) replaces that entry, as add does.
+      {"Git Hub", "GitHub!", true, {{"teh", "the"}, {"Git Hub", "GitHub!"}}},
+      {"", "x", false, {{"teh", "the"}, {"cube", "Cube"}, {"git hub", "GitHub"}}},
+      {"x", "", false, {{"teh", "the"}, {"cube", "Cube"}, {"git hub", "GitHub"}}},
+  };
+  for (const auto& c : cases) {
+    InMemoryDefaultsStore store;
+    CorrectionsDictionary dictionary(store);
+    for (auto [wrong, right] : {std::pair{"teh", "the"}, {"cube", "Cube"}, {"git hub", "GitHub"}})
+      dictionary.add(wrong, right);
+    const std::string id = dictionary.entries()[1].id;
+    EXPECT_EQ(dictionary.edit(id, c.wrong, c.right).isOk(), c.saved) << c.wrong;
+    CorrectionsDictionary reread(store);
+    reread.load();
+    std::vector<std::pair<std::string, std::string>> after;
+    for (const auto& entry : reread.entries()) after.emplace_back(entry.wrong, entry.right);
+    EXPECT_EQ(after, c.after) << c.wrong;
+    if (c.saved) {
+      EXPECT_EQ(reread.entries()[1].id, id);
+    }
+  }
+  InMemoryDefaultsStore store;
+  CorrectionsDictionary dictionary(store);
+  EXPECT_FALSE(dictionary.edit("no-such-id", "a", "b").isOk());
+  EXPECT_TRUE(dictionary.entries().empty());
+}
+
+// The running program and murvelo-cli each hold the store: a word added by one counts in the
+// other's next cleanup, without a restart.
+TEST(CorrectionsDictionary, ACleanupPicksUpWordsStoredByAnotherProcess) {
+  test::TempDir dir;
+  auto running = FileDefaultsStore::open(dir / "defaults.json");
+  CorrectionsDictionary dictionary(*running);
+  dictionary.load();
+  CleanupStep cleanup(nullptr, dictionary);
+  EXPECT_EQ(cleanup.clean("push it to zorblat", CleanupLevel::none, true, false).text, "push it to zorblat");
+
+  auto other = FileDefaultsStore::open(dir / "defaults.json");
+  CorrectionsDictionary cli(*other);
+  ASSERT_TRUE(cli.add("zorblat", "Zorblatt").isOk());
+  EXPECT_EQ(cleanup.clean("push it to zorblat", CleanupLevel::none, true, false).text, "push it to Zorblatt");
+  Status saved = Status::ok();
+  ASSERT_TRUE(cli.remove("ZORBLAT", saved));
+  EXPECT_EQ(cleanup.clean("push it to zorblat", CleanupLevel::none, true, false).text, "push it to zorblat");
 }
 
 }  // namespace

@@ -130,5 +130,38 @@ TEST_F(HistoryStoreTest, OneMalformedEntryCostsOnlyItself) {
   EXPECT_EQ(HistoryStore::decode(*defaults_.data(HistoryStore::kKey))->size(), 3u);
 }
 
+TEST_F(HistoryStoreTest, FlagIsKeptWithItsItemAndOlderListsReadAsBefore) {
+  // No flag, a flag, and a flag of the wrong type, which must not cost the dictation.
+  for (auto [flag, flagged] :
+       {std::pair{"", false}, {R"(, "flaggedWrong": true)", true}, {R"(, "flaggedWrong": 1)", false}}) {
+    const std::string json =
+        std::string(R"([{"id": "a", "text": "hi", "date": "2026-09-21T13:33:20.123Z")") + flag + "}]";
+    auto items = HistoryStore::decode(Bytes(json.begin(), json.end()));
+    ASSERT_TRUE(items && items->size() == 1) << json;
+    EXPECT_EQ((*items)[0].flaggedWrong, flagged) << json;
+  }
+  auto store = makeStore();
+  add(store, "one");
+  add(store, "two");
+  auto stored = [&] {
+    auto data = defaults_.data(HistoryStore::kKey).value_or(Bytes{});
+    return std::string(data.begin(), data.end());
+  };
+  EXPECT_EQ(stored().find("flaggedWrong"), std::string::npos) << "unflagged items are written as before";
+  int notified = 0;
+  store.addObserver([&] { ++notified; });
+  const std::string id = store.items()[1].id;
+  ASSERT_TRUE(store.setFlagged(id, true));
+  EXPECT_EQ(notified, 1);
+  add(store, "three");  // rereads the stored list
+  auto reloaded = makeStore();
+  reloaded.load();
+  EXPECT_TRUE(reloaded.items()[2].flaggedWrong);
+  EXPECT_FALSE(reloaded.items()[1].flaggedWrong);
+  ASSERT_TRUE(store.setFlagged(id, false));
+  EXPECT_EQ(stored().find("flaggedWrong"), std::string::npos);
+  EXPECT_FALSE(store.setFlagged("no-such-id", true));
+}
+
 }  // namespace
 }  // namespace murvelo

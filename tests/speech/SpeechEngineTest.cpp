@@ -288,7 +288,7 @@ TEST_F(SpeechEngineTest, ASwappedRecogniserTakesOverWhileTheRunningDictationFini
   engine.startStreaming(stream);
   stream->push(tone(1600, 16000));
   stream->finish();
-  ASSERT_TRUE(pumpUntil([&] {
+  ASSERT_TRUE(test::pumpUntil(loop, [&] {
     auto made = recognizer->sessions();
     return !made.empty() && made.back().samples.size() >= 1600;
   }));
@@ -300,7 +300,7 @@ TEST_F(SpeechEngineTest, ASwappedRecogniserTakesOverWhileTheRunningDictationFini
   std::optional<std::optional<std::string>> answer;
   engine.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
   recognizer->release();
-  ASSERT_TRUE(pumpUntil([&] { return answer.has_value(); }));
+  ASSERT_TRUE(test::pumpUntil(loop, [&] { return answer.has_value(); }));
   EXPECT_EQ(answer->value_or("none"), "old");
 
   auto second = dictate();

@@ -1,0 +1,298 @@
+// clang-format off
+// Before any Qt header: Qt's keyword macros clash with the capture session's names.
+#include "audio/pulse/LinuxAudioRecorder.h"
+// clang-format on
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTableWidget>
+#include <fstream>
+
+#include "app/AppEnvironment.h"
+#include "app/PhraseRecorder.h"
+#include "base/Paths.h"
+#include "base/ThreadTimer.h"
+#include "delivery/CursorContextReader.h"
+#include "desktop/AccuracyWindow.h"
+#include "desktop/DesktopTestEnvironment.h"
+#include "desktop/HistoryWindow.h"
+#include "desktop/QtMainLoop.h"
+#include "desktop/SupportReportSaver.h"
+#include "desktop/TrayMenu.h"
+#include "speech/pocketsphinx/PocketSphinxRecognizer.h"
+#include "support/PulseTestServer.h"
+#include "support/TempDir.h"
+
+namespace murvelo::desktop {
+namespace {
+
+bool spinUntil(const std::function<bool()>& done, int timeoutMs) {
+  QElapsedTimer timer;
+  timer.start();
+  while (!done() && timer.elapsed() < timeoutMs) QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+  return done();
+}
+void spin(int ms) {
+  spinUntil([] { return false; }, ms);
+}
+
+void screenshot(QWidget& window, const std::string& name) {
+  spin(150);
+  EXPECT_TRUE(window.grab().toImage().save(QString::fromStdString((test::screenshotDir() / name).string())));
+}
+
+// Whether every child widget still lies inside the window: a long row must not push the layout out.
+bool layoutFits(QWidget& window) {
+  for (auto* child : window.findChildren<QWidget*>()) {
+    if (!child->isVisible()) continue;
+    QRect box(child->mapTo(&window, QPoint(0, 0)), child->size());
+    if (!window.rect().contains(box)) return false;
+  }
+  return true;
+}
+
+const std::string kLong = [] {
+  std::string text;
+  while (text.size() < 8000) text += "a very long dictation that goes on and on ";
+  return text;
+}();
+const std::string kEmoji = "Ship it 🚀🎉 today 👍";
+const std::string kRightToLeft = "שלום עולם — مرحبا بالعالم";
+
+TEST(HistoryWindow, FlagCopyClearAndMyWordsWithOddText) {
+  InMemoryDefaultsStore defaults;
+  HistoryStore history(defaults);
+  CorrectionsDictionary corrections(defaults);
+  for (const auto& text :
+       {std::string("Send the figures to Maria before Friday."), kLong, kEmoji, kRightToLeft})
+    history.add(text, 1.0, 0.2, CleanupLevel::light, 5);
+  corrections.add(kRightToLeft, "RTL");
+  corrections.add("emoji 🚀", kLong);
+  std::string copied;
+  HistoryWindow window(history, corrections, [&](const std::string& text) { copied = text; });
+  window.present();
+  ASSERT_TRUE(spinUntil([&] { return window.isVisible(); }, 3000));
+
+  ASSERT_EQ(window.list()->count(), 4);
+  window.list()->setCurrentRow(2);  // the long one
+  EXPECT_EQ(window.detail()->toPlainText().toStdString(), history.items()[2].text);
+  window.copySelected();
+  EXPECT_EQ(copied, history.items()[2].text) << "the whole text, not the row";
+  window.flagButton()->click();
+  EXPECT_TRUE(history.items()[2].flaggedWrong);
+  EXPECT_EQ(window.flagButton()->text(), "Remove flag");
+  EXPECT_TRUE(window.list()->item(2)->text().contains("⚑"));
+  EXPECT_EQ(window.list()->currentRow(), 2) << "the selection stays on the flagged item";
+  EXPECT_TRUE(layoutFits(window));
+  screenshot(window, "history-recent.png");
+
+  window.showWords();
+  ASSERT_EQ(window.words()->rowCount(), 2);
+  window.words()->selectRow(0);
+  EXPECT_EQ(window.wrongEdit()->text().toStdString(), kRightToLeft);
+  EXPECT_TRUE(layoutFits(window));
+  screenshot(window, "history-my-words.png");
+
+  using Entries = std::vector<std::pair<std::string, std::string>>;
+  auto fill = [&](int row, const char* wrong, const char* right) {
+    if (row >= 0) window.words()->selectRow(row);
+    if (wrong) window.wrongEdit()->setText(wrong);
+    window.rightEdit()->setText(right);
+  };
+  const std::pair<std::function<void()>, Entries> steps[] = {
+      {[&] { fill(-1, " Murvello ", "Murvelo"), window.addWord(); },
+       {{kRightToLeft, "RTL"}, {"emoji 🚀", kLong}, {"Murvello", "Murvelo"}}},
+      {[&] { fill(2, nullptr, "Murvelo!"), window.saveWord(); },
+       {{kRightToLeft, "RTL"}, {"emoji 🚀", kLong}, {"Murvello", "Murvelo!"}}},
+      {[&] { window.words()->selectRow(0), window.removeWord(); },
+       {{"emoji 🚀", kLong}, {"Murvello", "Murvelo!"}}},
+      {[&] { fill(-1, "only one side", ""), window.addWord(); },
+       {{"emoji 🚀", kLong}, {"Murvello", "Murvelo!"}}},
+  };
+  for (const auto& [act, expected] : steps) {
+    act();
+    Entries entries;
+    for (const auto& entry : corrections.entries()) entries.emplace_back(entry.wrong, entry.right);
+    EXPECT_EQ(entries, expected);
+    EXPECT_EQ(window.words()->rowCount(), static_cast<int>(expected.size()));
+  }
+  EXPECT_FALSE(window.wordsNote()->text().isEmpty()) << "a half-filled word says what is missing";
+  // The next cleanup uses the word at once.
+  CleanupStep cleanup(nullptr, corrections);
+  EXPECT_EQ(cleanup.clean("murvello works", CleanupLevel::none, true, false).text, "Murvelo! works");
+
+  window.clearHistory(false);
+  EXPECT_TRUE(history.items().empty());
+  EXPECT_EQ(window.list()->count(), 0);
+}
+
+// The program's own microphone (a private PulseAudio server playing a recording) and engine.
+struct RealSpeech {
+  QtMainLoop loop;
+  ThreadTimer timer;
+  LinuxAudioRecorder recorder{loop, [] { return MicrophoneSelection::systemDefault(); }};
+  SpeechEngine engine{loop, timer, std::make_shared<PocketSphinxRecognizer>(), Paths::tempAudioDir()};
+
+  bool warm() {
+    bool done = false, ok = false;
+    engine.warmUp([&](Status status) {
+      done = true;
+      ok = status.isOk();
+    });
+    return spinUntil([&] { return done; }, 30000) && ok;
+  }
+};
+
+std::vector<float> goForward() {
+  std::ifstream in("/usr/share/pocketsphinx/test/data/goforward.raw", std::ios::binary);
+  std::vector<float> samples;
+  unsigned char bytes[2];
+  while (in.read(reinterpret_cast<char*>(bytes), 2))
+    samples.push_back(static_cast<float>(static_cast<std::int16_t>(bytes[0] | bytes[1] << 8)) / 32768.0f);
+  return samples;
+}
+
+bool haveSpeech() { return test::PulseTestServer::available() && !goForward().empty(); }
+
+TEST(AccuracyWindow, ReadingsThroughTheRealMicrophoneAreScoredAndKept) {
+  if (!haveSpeech()) GTEST_SKIP() << "pulseaudio or pocketsphinx-testdata is not installed";
+  test::PulseTestServer pulse(16000);
+  ASSERT_TRUE(pulse.start()) << pulse.log();
+  RealSpeech speech;
+  ASSERT_TRUE(speech.warm());
+  InMemoryDefaultsStore defaults;
+  AccuracyProgress progress(defaults);
+  PhraseRecorder phrases(speech.loop, speech.recorder.recorder(), speech.engine);
+  AccuracyWindow window(phrases, progress,
+                        {{"go forward ten meters", false}, {"Turn left at the 2nd door, Anna.", true}});
+  std::vector<bool> readings;
+  bool dictating = false;
+  window.setReadingHooks([&](bool reading) { readings.push_back(reading); }, [&] { return !dictating; });
+  window.present();
+
+  dictating = true;
+  window.toggleReading();
+  EXPECT_FALSE(phrases.recording()) << "a reading waits for a dictation under way";
+  dictating = false;
+  // The clip read for each phrase: the first is what it says, the second is not.
+  for (std::size_t phrase = 0; phrase < 2; ++phrase) {
+    window.toggleReading();
+    ASSERT_TRUE(phrases.recording()) << window.statusLabel()->text().toStdString();
+    ASSERT_TRUE(pulse.feed(goForward(), true));
+    spin(400);
+    window.toggleReading();
+    ASSERT_TRUE(spinUntil([&] { return window.index() == phrase + 1; }, 30000))
+        << window.statusLabel()->text().toStdString();
+    if (phrase == 0) screenshot(window, "accuracy-test-reading.png");
+  }
+  ASSERT_EQ(window.scores().size(), 2u);
+  EXPECT_LE(window.scores()[0].wer.errorRate(), 0.5) << "pocketsphinx hears most of the clip";
+  EXPECT_GE(window.scores()[1].missedWords.size(), 5u);
+  EXPECT_EQ(readings, (std::vector<bool>{true, false, true, false}));
+  EXPECT_TRUE(window.results()->item(1)->text().contains("missed: turn, left"))
+      << window.results()->item(1)->text().toStdString();
+
+  ASSERT_TRUE(window.finished());
+  EXPECT_TRUE(window.overallLabel()->text().startsWith("Overall: "))
+      << window.overallLabel()->text().toStdString();
+  ASSERT_EQ(progress.entries().size(), 1u);
+  EXPECT_EQ(progress.entries()[0].phrases, 2);
+  EXPECT_EQ(window.progressList()->count(), 1);
+  screenshot(window, "accuracy-test-done.png");
+  window.readButton()->click();
+  EXPECT_EQ(window.results()->count(), 0) << "start over";
+}
+
+TEST(TrayMenu, ToolWindowsAreReachedFromTheMenu) {
+  int opened = 0;
+  TrayMenu tray({nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr});
+  tray.addToolActions([&] { opened += 1; }, [&] { opened += 10; });
+  QStringList texts;
+  for (auto* action : tray.menu()->actions()) texts << action->text();
+  const auto at = texts.indexOf("History and My Words…");
+  ASSERT_GE(at, 0) << texts.join("|").toStdString();
+  EXPECT_EQ(texts.mid(at, 3),
+            (QStringList{"History and My Words…", "Accuracy test…", "Save support report…"}));
+  tray.menu()->actions()[at]->trigger();
+  tray.menu()->actions()[at + 1]->trigger();
+  EXPECT_EQ(opened, 11);
+}
+
+class NoCursor : public CursorContextReader {
+ public:
+  explicit NoCursor(MainLoop& loop) : loop_(loop) {}
+  void read(std::function<void(CursorContext)> done) override {
+    loop_.post([done = std::move(done)] { done(CursorContext::fromText("")); });
+  }
+
+ private:
+  MainLoop& loop_;
+};
+
+class KeptInserter : public TextInserter {
+ public:
+  Outcome insert(std::string_view text, bool, std::int64_t) override {
+    delivered = std::string(text);
+    return Outcome::pastedAtCursor;
+  }
+  std::string delivered;
+};
+
+// A real dictation through the core, with a word of the user's own applied to it: the report the
+// tray saves has the run's events, and neither the words nor the correction.
+TEST(SupportReportSaver, TheSavedReportHoldsNoDictatedWordNorCorrection) {
+  if (!haveSpeech()) GTEST_SKIP() << "pulseaudio or pocketsphinx-testdata is not installed";
+  test::PulseTestServer pulse(16000);
+  ASSERT_TRUE(pulse.start()) << pulse.log();
+  RealSpeech speech;
+  ASSERT_TRUE(speech.warm());
+  InMemoryDefaultsStore defaults;
+  NoCursor cursor(speech.loop);
+  KeptInserter inserter;
+  AppEnvironment app({.loop = speech.loop,
+                      .timer = speech.timer,
+                      .defaults = defaults,
+                      .recorder = speech.recorder.recorder(),
+                      .cursor = cursor,
+                      .inserter = inserter,
+                      .recognizer = nullptr,
+                      .tempDir = Paths::tempAudioDir(),
+                      .speech = &speech.engine});
+  ASSERT_TRUE(app.corrections().add("forward", "Onwardzq"));
+  app.controller().keyDown();
+  ASSERT_TRUE(pulse.feed(goForward(), true));
+  spin(400);
+  app.controller().keyUp();
+  ASSERT_TRUE(spinUntil([&] { return !app.history().items().empty(); }, 30000));
+  ASSERT_NE(inserter.delivered.find("Onwardzq"), std::string::npos) << inserter.delivered;
+
+  test::TempDir dir;
+  SupportReportSaver saver(defaults, [] {
+    return std::vector<SupportReport::Probe>{{"talk key in murvelo", false, "test"}};
+  });
+  std::optional<Status> written;
+  const QString path = QString::fromStdString((dir / "report.txt").string());
+  ASSERT_TRUE(saver.write(path, [&](Status status) { written = status; }));
+  EXPECT_FALSE(saver.write(path, nullptr)) << "one report at a time";
+  ASSERT_TRUE(spinUntil([&] { return written.has_value(); }, 15000));
+  ASSERT_TRUE(*written) << written->message();
+  const std::string report = test::readFile(dir / "report.txt");
+  for (const char* expected :
+       {"by murvelo.", "Qt: 6.", "posting keys: XTest is present", "- Speech [speech]",
+        "[fail] talk key in murvelo: test", "controller stage", "recent dictations: 1,"})
+    EXPECT_NE(report.find(expected), std::string::npos) << expected << "\n" << report;
+  for (const std::string& secret :
+       {inserter.delivered, std::string("Onwardzq"), std::string("forward"), std::string("meters")})
+    EXPECT_EQ(report.find(secret), std::string::npos) << secret << "\n" << report;
+}
+
+}  // namespace
+}  // namespace murvelo::desktop
