@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <iostream>
 
+#include "app/BuildInfo.h"
 #include "base/linux/JournalLogSink.h"
 #include "desktop/DesktopApp.h"
 
