@@ -40,7 +40,7 @@ std::string programPath(const char* argv0) {
 
 int main(int argc, char** argv) {
   if (argc == 2 && (std::string_view(argv[1]) == "--version" || std::string_view(argv[1]) == "--help")) {
-    std::cout << "murvelo " MURVELO_VERSION "\n"
+    std::cout << "murvelo " MURVELO_VERSION " (" MURVELO_COMMIT ")\n"
               << (std::string_view(argv[1]) == "--help"
                       ? "Hold Right Alt, speak, let go: the words appear at the cursor. Runs in the tray;\n"
                         "starting it again opens the settings. See also murvelo-cli --help.\n"
