@@ -32,22 +32,25 @@ class QtClipboard : public Clipboard {
   QtClipboard() {
     QObject::connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, [this] { ++changes_; });
   }
-  std::uint64_t changeCount() override { return changes_; }
+  std::uint64_t changeCount(Deadline) override { return changes_; }
   std::vector<ClipboardItem> readItems() override {
     const QString text = QGuiApplication::clipboard()->text();
     if (text.isEmpty()) return {};
     return {ClipboardItem{{{kTextMime, text.toStdString()}}}};
   }
-  void writeText(std::string_view text) override {
+  bool writeText(std::string_view text, Deadline) override {
     QGuiApplication::clipboard()->setText(
         QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
+    return true;
   }
-  void writeItems(const std::vector<ClipboardItem>& items) override {
+  bool writeItems(const std::vector<ClipboardItem>& items, Deadline deadline) override {
     for (const auto& item : items)
       for (const auto& [type, data] : item.entries)
-        if (type.rfind("text/plain", 0) == 0) return writeText(data);
+        if (type.rfind("text/plain", 0) == 0) return writeText(data, deadline);
     QGuiApplication::clipboard()->clear();
+    return true;
   }
+  void afterWrites(std::function<void()> job) override { job(); }
 
  private:
   std::uint64_t changes_ = 0;
