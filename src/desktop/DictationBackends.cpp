@@ -135,7 +135,11 @@ DictationBackends::~DictationBackends() {
   restorer_.reset();
 }
 
-bool DictationBackends::recorderAvailable() { return recorder_->session().serverReachable(); }
+// A quick look: a server that is slow to answer must not hold up the launch; the first recording
+// waits for it as long as it takes.
+bool DictationBackends::recorderAvailable() {
+  return recorder_->session().serverReachable(std::chrono::milliseconds(250));
+}
 
 void DictationBackends::start() {
   if (talkKey_ && talkKey_->startListening()) return;  // it warms the engine
