@@ -13,21 +13,12 @@
 #include <map>
 #include <optional>
 
+#include "delivery/x11/XlibSetup.h"
+
 namespace murvelo {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-// Xlib's default handler ends the process; a requestor that vanished mid-transfer must not.
-int ignoreXError(Display*, XErrorEvent*) { return 0; }
-
-void prepareXlib() {
-  static std::once_flag once;
-  std::call_once(once, [] {
-    XInitThreads();
-    XSetErrorHandler(ignoreXError);
-  });
-}
 
 // Targets that describe the selection rather than hold its contents.
 bool isMetaTarget(const std::string& name) {
