@@ -106,6 +106,7 @@ DictationBackends::DictationBackends(MainLoop& loop, DefaultsStore& defaults, in
                                                       .recognizer = makeRecognizer(stored.speechEngine()),
                                                       .tempDir = Paths::tempAudioDir(),
                                                       .capture = &recorder_->recorder()});
+  env_->settings().resetUseDictationEngineForLaunch();
   inserter_->setExtraTerminalClasses(env_->settings().terminalWindowClasses());
   env_->settings().addObserver([this](AppSettings::Field field) {
     if (field == AppSettings::Field::terminalWindowClasses)

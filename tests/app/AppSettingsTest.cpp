@@ -29,8 +29,8 @@ TEST(AppSettingsTest, FreshDomainGetsDefaultsAndWritesTheNormalisedKeys) {
   std::vector<std::string> keys = store.keys();
   std::sort(keys.begin(), keys.end());
   EXPECT_EQ(keys,
-            (std::vector<std::string>{"betaUpload", "cleanupLevel", "deviceID",
-                                      "dictationMicrophoneSelection", "openAtLogin", "useDictationEngine"}));
+            (std::vector<std::string>{"betaUpload", "cleanupLevel", "deviceID", "dictationMicrophoneSelection",
+                                      "openAtLogin"}));
   EXPECT_EQ(store.string("cleanupLevel"), "light");
   EXPECT_EQ(store.string("dictationMicrophoneSelection"), "built-in");
   EXPECT_EQ(store.string("deviceID"), settings.deviceID());
@@ -58,11 +58,11 @@ TEST(AppSettingsTest, StoredValuesLoadWithTheirMigrations) {
       {"valid level kept",
        {{"cleanupLevel", "none"}},
        [](const AppSettings& s, const DefaultsStore&) { EXPECT_EQ(s.cleanupLevel(), CleanupLevel::none); }},
-      {"useDictationEngine resets to false",
+      {"useDictationEngine starts false; the stored value is the launch's to reset",
        {{"useDictationEngine", true}},
        [](const AppSettings& s, const DefaultsStore& d) {
          EXPECT_FALSE(s.useDictationEngine());
-         EXPECT_EQ(d.boolean("useDictationEngine"), false);
+         EXPECT_EQ(d.boolean("useDictationEngine"), true);
        }},
       {"recordingMode is case-sensitive",
        {{"recordingMode", "Toggle"}},

@@ -137,6 +137,22 @@ TEST(DesktopProgram, SlowAudioServerTalkKeyWithoutBackEndAndLostDisplay) {
   }
 }
 
+TEST(DesktopProgram, OnlyTheLaunchTurnsStreamingOff) {
+  ProgramHome home;
+  auto stored = [&] { return readFile(home.dir / "config" / "murvelo" / "defaults.json"); };
+  ASSERT_EQ(home.cli({"settings", "set", "useDictationEngine", "true"}).exitCode, 0);
+  ASSERT_EQ(home.cli({"settings", "set", "autoPaste", "false"}).exitCode, 0);
+  EXPECT_NE(stored().find("\"useDictationEngine\": true"), std::string::npos) << stored();
+  // The launch writes false; the engine's warm-up, a while later, turns it on again.
+  auto program = home.start();
+  bool sawOff = false;
+  for (int i = 0; i < 500 && !sawOff; ++i) {
+    sawOff = stored().find("\"useDictationEngine\": false") != std::string::npos;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_TRUE(sawOff);
+}
+
 TEST(DesktopProgram, LoginItemFollowsTheSetting) {
   ProgramHome home;
   auto entry = home.dir / "config" / "autostart" / "com.murvelo.Murvelo.desktop";
