@@ -28,9 +28,8 @@ TEST(AppSettingsTest, FreshDomainGetsDefaultsAndWritesTheNormalisedKeys) {
 
   std::vector<std::string> keys = store.keys();
   std::sort(keys.begin(), keys.end());
-  EXPECT_EQ(keys,
-            (std::vector<std::string>{"betaUpload", "cleanupLevel", "deviceID", "dictationMicrophoneSelection",
-                                      "openAtLogin"}));
+  EXPECT_EQ(keys, (std::vector<std::string>{"betaUpload", "cleanupLevel", "deviceID",
+                                            "dictationMicrophoneSelection", "openAtLogin"}));
   EXPECT_EQ(store.string("cleanupLevel"), "light");
   EXPECT_EQ(store.string("dictationMicrophoneSelection"), "built-in");
   EXPECT_EQ(store.string("deviceID"), settings.deviceID());
