@@ -16,9 +16,8 @@ TEST(AppSettingsTest, FreshDomainWritesTheNormalisedKeys) {
 
   std::vector<std::string> keys = store.keys();
   std::sort(keys.begin(), keys.end());
-  EXPECT_EQ(keys,
-            (std::vector<std::string>{"betaUpload", "cleanupLevel", "deviceID",
-                                      "dictationMicrophoneSelection", "openAtLogin", "useDictationEngine"}));
+  EXPECT_EQ(keys, (std::vector<std::string>{"betaUpload", "cleanupLevel", "deviceID",
+                                            "dictationMicrophoneSelection", "openAtLogin"}));
   EXPECT_EQ(store.string("cleanupLevel"), "light");
   EXPECT_EQ(store.string("dictationMicrophoneSelection"), "built-in");
   EXPECT_EQ(store.string("deviceID"), settings.deviceID());
@@ -48,7 +47,7 @@ TEST(AppSettingsTest, StoredValuesLoadWithTheirMigrations) {
       {{{"cleanupLevel", "medium"}}, "format", "format"},
       {{{"cleanupLevel", "rewrite"}}, "light", "light"},  // unknown
       {{{"cleanupLevel", "none"}}, "none", std::nullopt},
-      {{{"useDictationEngine", true}}, "false", "false"},     // reset at every start
+      {{{"useDictationEngine", true}}, "false", "true"},  // off until the launch resets it
       {{{"recordingMode", "Toggle"}}, "hold", std::nullopt},  // case-sensitive
       {{{"recordingMode", "toggle"}}, "toggle", std::nullopt},
       {{{"autoPaste", "false"}}, "true", std::nullopt},  // a string is no boolean
