@@ -3,7 +3,6 @@
 
 #include "delivery/CursorContext.h"
 #include "delivery/FocusedText.h"
-#include "delivery/TextInserter.h"
 
 namespace murvelo {
 namespace {
@@ -82,37 +81,12 @@ TEST(CursorContextRead, ReadsTheCharactersAroundTheSelection) {
     Chars preceding, second, predecessor, following;
     bool startsSentence, needsLeadingSpace;
   };
-  const std::string thumbs = "\U0001F44D\U0001F3FD";  // two code points, one character
   const std::string accented = "e\u0301";
+  // What a real GTK field cannot be made to report on demand: odd ranges and offsets that fall
+  // inside a grapheme's code points.
   const Case cases[] = {
-      {"empty field", "", {0, 0}, true, none, none, none, none, true, false},
       {"start of a field with text", "Hello", {0, 0}, true, none, none, none, "H", true, false},
-      {"after a word", "hello", {5, 0}, false, "o", "l", "o", none, false, true},
-      {"full stop and two spaces", "Done.  ", {7, 0}, false, " ", " ", ".", none, true, false},
-      {"closing straight quote", "said \"yes\"", {11, 0}, false, "\"", "s", "s", none, false, true},
-      {"opening straight quote", "said \"", {6, 0}, false, "\"", " ", "d", none, false, false},
-      {"line feed after a full stop", "Wait.\nmore", {6, 0}, false, "\n", ".", "\n", "m", true, false},
-      {"selection: the character after it follows",
-       "Hello world. Next",
-       {6, 5},
-       false,
-       " ",
-       "o",
-       "o",
-       ".",
-       false,
-       false},
       {"negative length counts as none", "ab", {1, -4}, false, "a", none, "a", "b", false, true},
-      {"emoji with a skin tone is one character",
-       "ok " + thumbs + "!",
-       {5, 0},
-       false,
-       thumbs,
-       " ",
-       thumbs,
-       "!",
-       false,
-       true},
       {"combining mark stays with its letter",
        "caf" + accented + accented,
        {5, 0},
@@ -123,16 +97,6 @@ TEST(CursorContextRead, ReadsTheCharactersAroundTheSelection) {
        accented,
        false,
        true},
-      {"line feed before the cursor in a text view",
-       "Dear Ann,\n",
-       {10, 0},
-       false,
-       "\n",
-       ",",
-       "\n",
-       none,
-       true,
-       false},
   };
   for (const auto& c : cases) {
     FakeField field{c.text, c.selection};
@@ -227,30 +191,6 @@ TEST(CursorContext, DecisionsFromTheTextBeforeTheCursor) {
     EXPECT_EQ(context.startsSentence(), c.startsSentence) << c.preceding;
     EXPECT_EQ(context.needsLeadingSpace(), c.needsLeadingSpace) << c.preceding;
   }
-}
-
-TEST(CursorContext, CharactersAreGraphemesAndOnlyTheLast48Count) {
-  CursorContext accent = CursorContext::fromText("caf\u0065\u0301");
-  EXPECT_EQ(accent.precedingChar, "\u0065\u0301");
-  EXPECT_EQ(accent.secondPrecedingChar, "f");
-
-  // A full stop 49 characters back is outside the window: nothing before the cursor decides.
-  std::string far = "End." + std::string(48, ' ');
-  CursorContext window = CursorContext::fromText(far);
-  EXPECT_FALSE(window.sentencePredecessor.has_value());
-  EXPECT_TRUE(window.startsSentence());
-  EXPECT_FALSE(window.atStart);
-}
-
-TEST(CursorContext, AnUnreadableFieldStartsASentenceWithoutALeadingSpace) {
-  CursorContext context = CursorContext::unavailable();
-  EXPECT_TRUE(context.startsSentence());
-  EXPECT_FALSE(context.needsLeadingSpace());
-}
-
-TEST(TextInserter, OutcomeNames) {
-  EXPECT_EQ(outcomeName(TextInserter::Outcome::pastedAtCursor), "pastedAtCursor");
-  EXPECT_EQ(outcomeName(TextInserter::Outcome::copiedToClipboard), "copiedToClipboard");
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
@@ -134,31 +133,24 @@ struct Harness {
   }
 };
 
-TEST(TextInserter, PastesThenRestoresEveryItemAndTypeAfter600ms) {
+TEST(TextInserter, RestoresAfter600msAndLogsNoneOfTheText) {
   Harness h;
   test::ScopedLogCapture logs;
   EXPECT_EQ(h.inserter.insert("hello ", true, 7), Outcome::pastedAtCursor);
-  EXPECT_EQ(h.keys.chords, std::vector<PasteKey>{PasteKey::ctrlV});
-  EXPECT_EQ(h.clipboard.text(), "hello ");
   h.loop.advance(599ms);
   EXPECT_EQ(h.clipboard.text(), "hello ");
   h.loop.advance(1ms);
   EXPECT_EQ(h.clipboard.items(), kUserClipboard);
   EXPECT_EQ(h.results, std::vector{ClipboardRestorer::Result::restored});
-  EXPECT_FALSE(h.restorer.pending());
-  auto messages = logs.sink().messages();
-  EXPECT_NE(std::find(messages.begin(), messages.end(), "clipboard restored after auto-paste"),
-            messages.end());
   for (const auto& event : h.diagnostics.snapshot()) {
     EXPECT_EQ(event.detail.find("hello"), std::string::npos);
     EXPECT_EQ(event.detail.find("user"), std::string::npos);
   }
-  for (const auto& message : messages) EXPECT_EQ(message.find("user"), std::string::npos);
+  for (const auto& message : logs.sink().messages()) EXPECT_EQ(message.find("user"), std::string::npos);
 }
 
 TEST(TextInserter, CopyMadeBeforeTheRestoreSurvives) {
   Harness h;
-  test::ScopedLogCapture logs;
   h.inserter.insert("hello ", true, 1);
   h.loop.advance(300ms);
   h.clipboard.set({ClipboardItem{{{"text/plain", "copied meanwhile"}}}});
@@ -166,41 +158,6 @@ TEST(TextInserter, CopyMadeBeforeTheRestoreSurvives) {
   EXPECT_EQ(h.clipboard.text(), "copied meanwhile");
   EXPECT_EQ(h.results, std::vector{ClipboardRestorer::Result::skipped});
   EXPECT_FALSE(h.restorer.pending());
-  auto messages = logs.sink().messages();
-  EXPECT_NE(std::find(messages.begin(), messages.end(),
-                      "clipboard restore skipped (pasteboard changed since paste)"),
-            messages.end());
-}
-
-TEST(TextInserter, SecondPasteWithinTheDelayBringsBackTheClipboardFromBeforeTheFirst) {
-  Harness h;
-  h.inserter.insert("one ", true, 1);
-  h.loop.advance(200ms);
-  h.inserter.insert("two ", true, 2);
-  EXPECT_EQ(h.clipboard.reads(), 1);  // the second paste reused the pending snapshot
-  h.loop.advance(400ms);              // the first restore is due and finds itself replaced
-  EXPECT_EQ(h.clipboard.text(), "two ");
-  h.loop.advance(200ms);
-  EXPECT_EQ(h.clipboard.items(), kUserClipboard);
-  EXPECT_EQ(h.results,
-            (std::vector{ClipboardRestorer::Result::superseded, ClipboardRestorer::Result::restored}));
-}
-
-TEST(TextInserter, SlowOwnerStillPastesAndRestoresNothing) {
-  Harness h;
-  test::ScopedLogCapture logs;
-  h.clipboard.stall(true);
-  EXPECT_EQ(h.inserter.insert("hi ", true, 3), Outcome::pastedAtCursor);
-  EXPECT_EQ(h.keys.chords.size(), 1u);
-  EXPECT_EQ(h.results, std::vector{ClipboardRestorer::Result::nothingToRestore});
-  EXPECT_FALSE(h.loop.hasPendingTimers());
-  h.clipboard.stall(false);
-  h.restorer.captureQueue().drain();  // the late answer is dropped
-  EXPECT_EQ(h.clipboard.text(), "hi ");
-  auto messages = logs.sink().messages();
-  EXPECT_NE(std::find(messages.begin(), messages.end(),
-                      "clipboard capture timed out — preserving nothing this dictation"),
-            messages.end());
 }
 
 TEST(TextInserter, CopyOnlyWhenAutoPasteOffOrNotPermitted) {
@@ -259,6 +216,8 @@ TEST(TextInserter, OneDeadlineBoundsEveryWaitOfAnInsert) {
     // Even a snapshot that never answers leaves the write time before the deadline.
     EXPECT_LT(h.clipboard.writeStarted, seen.front()) << c.name;
     h.clipboard.stall(false);
+    h.restorer.captureQueue().drain();  // an answer that comes too late is dropped
+    EXPECT_EQ(h.clipboard.text(), "two ") << c.name;
   }
 }
 

@@ -7,11 +7,10 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "base/EventLoop.h"
-#include "delivery/atspi/AtspiCursorContextReader.h"
 #include "support/AtspiSession.h"
 #include "support/GtkTextWindow.h"
 #include "support/RunProcess.h"
+#include "support/TempDir.h"
 #include "support/XvfbServer.h"
 
 namespace murvelo {
@@ -102,51 +101,6 @@ TEST_F(AtspiCursorContext, ReadsARealGtkField) {
     EXPECT_EQ(characters, c.characters) << c.name;
     EXPECT_EQ(got["startsSentence"], c.startsSentence) << c.name;
     EXPECT_EQ(got["needsLeadingSpace"], c.needsLeadingSpace) << c.name;
-  }
-}
-
-TEST_F(AtspiCursorContext, AnswersOnTheMainLoop) {
-  GtkTextWindow window;
-  ASSERT_TRUE(window.open(xvfb_->display(), field("Dear Ann, thanks"))) << window.log();
-  EventLoop loop;
-  std::optional<CursorContext> got;
-  AtspiCursorContextReader reader(&loop);
-  reader.read([&](CursorContext context) {
-    got = context;
-    loop.quit();
-  });
-  loop.run();
-  ASSERT_TRUE(got);
-  EXPECT_EQ(*got, CursorContext::fromText("Dear Ann, thanks"));
-}
-
-TEST_F(AtspiCursorContext, DictationIntoTheFocusedFieldTakesItsContext) {
-  test::TempDir dir;
-  auto spoken = dir / "spoken.wav";
-  auto wav = dir / "sample.wav";
-  ASSERT_EQ(
-      test::runProcess("/usr/bin/espeak-ng", {"-v", "en-us", "-w", spoken.string(), "hello there"}).exitCode,
-      0);
-  ASSERT_EQ(test::runProcess("/usr/bin/sox", {"-q", spoken.string(), "-r", "16000", "-c", "1", "-b", "16",
-                                              wav.string(), "pad", "0.3", "0.3"})
-                .exitCode,
-            0);
-  struct Case {
-    const char* text;
-    bool leadingSpace;
-  };
-  for (const Case c : {Case{"Notes:", true}, Case{"", false}}) {
-    GtkTextWindow window;
-    ASSERT_TRUE(window.open(xvfb_->display(), field(c.text))) << window.log();
-    auto result = test::runProcess(
-        MURVELO_CLI_PATH, {"dictate", "--wav", wav.string(), "--engine", "pocketsphinx", "--focused-field"},
-        {{"XDG_CONFIG_HOME", dir.path().string()},
-         {"XDG_DATA_HOME", dir.path().string()},
-         {"MURVELO_LOG_LEVEL", "error"}});
-    ASSERT_EQ(result.exitCode, 0) << result.err;
-    Json text = Json::parse(result.out, nullptr, false);
-    ASSERT_TRUE(text.is_string() && text.get<std::string>().size() > 1) << result.out;
-    EXPECT_EQ(text.get<std::string>().front() == ' ', c.leadingSpace) << c.text << ": " << text;
   }
 }
 
