@@ -8,36 +8,10 @@
 #include <thread>
 
 #include "desktop/DesktopTestEnvironment.h"
-#include "support/RunProcess.h"
-#include "support/TempDir.h"
+#include "support/XvfbServer.h"
 
 namespace murvelo::test {
 namespace {
-
-// The program as a user starts it, with its own settings and runtime folders.
-struct ProgramHome {
-  TempDir dir;
-  std::map<std::string, std::string> env;
-  ProgramHome() {
-    std::filesystem::create_directories(dir / "runtime");
-    std::filesystem::permissions(dir / "runtime", std::filesystem::perms::owner_all);
-    env = {{"XDG_CONFIG_HOME", (dir / "config").string()},
-           {"XDG_RUNTIME_DIR", (dir / "runtime").string()},
-           {"HOME", dir.path().string()}};
-  }
-  std::filesystem::path socket() const { return dir / "runtime" / "murvelo" / "instance.sock"; }
-  std::unique_ptr<BackgroundProcess> start(const std::string& log = "murvelo.log") {
-    return std::make_unique<BackgroundProcess>(MURVELO_PROGRAM_PATH, std::vector<std::string>{}, env,
-                                               dir / log);
-  }
-  ProcessResult cli(const std::vector<std::string>& args) { return runProcess(MURVELO_CLI_PATH, args, env); }
-  bool waitForSocket() {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!std::filesystem::exists(socket()) && std::chrono::steady_clock::now() < deadline)
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    return std::filesystem::exists(socket());
-  }
-};
 
 TEST(DesktopProgram, SecondCopyHandsOverWithinASecondAndTheFirstKeepsRunning) {
   ProgramHome home;
@@ -125,13 +99,13 @@ TEST(DesktopProgram, SlowAudioServerTalkKeyWithoutBackEndAndLostDisplay) {
     EXPECT_NE(readFile(home.dir / "murvelo.log").find("murvelo-cli talk"), std::string::npos);
   }
   {
-    auto display = std::make_unique<PrivateDisplay>();
-    ASSERT_TRUE(display->ok());
+    XvfbServer display;
+    ASSERT_TRUE(display.start());
     ProgramHome home;
-    home.env["DISPLAY"] = display->name();
+    home.env["DISPLAY"] = display.display();
     auto program = home.start();
     ASSERT_TRUE(home.waitForSocket());
-    display.reset();
+    display.stop();
     EXPECT_EQ(program->waitExit(10000), 1);
     EXPECT_NE(readFile(home.dir / "murvelo.log").find("exiting"), std::string::npos);
   }

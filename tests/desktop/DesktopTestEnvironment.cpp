@@ -1,50 +1,27 @@
 #include "desktop/DesktopTestEnvironment.h"
 
+// Qt before Xlib: Xlib's macros (None, KeyPress, Status) break Qt's headers.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QWidget>
+
+// clang-format off
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
+// clang-format on
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <fstream>
 #include <functional>
 #include <thread>
 
 namespace murvelo::test {
-
-PrivateDisplay::PrivateDisplay() {
-  int fds[2];
-  if (pipe2(fds, O_CLOEXEC) != 0) return;
-  pid_ = fork();
-  if (pid_ == 0) {
-    // -displayfd lets the server pick a free number and tell us which.
-    dup2(fds[1], 3);
-    int devnull = open("/dev/null", O_RDWR);
-    dup2(devnull, 1);
-    dup2(devnull, 2);
-    execlp("Xvfb", "Xvfb", "-displayfd", "3", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset",
-           static_cast<char*>(nullptr));
-    _exit(127);
-  }
-  close(fds[1]);
-  std::string number;
-  pollfd waitFor{fds[0], POLLIN, 0};
-  while (poll(&waitFor, 1, 10000) > 0) {
-    char c;
-    if (read(fds[0], &c, 1) != 1 || c == '\n') break;
-    number += c;
-  }
-  close(fds[0]);
-  if (!number.empty()) name_ = ":" + number;
-}
-
-PrivateDisplay::~PrivateDisplay() {
-  if (pid_ <= 0) return;
-  kill(pid_, SIGTERM);
-  waitpid(pid_, nullptr, 0);
-}
 
 BackgroundProcess::BackgroundProcess(const std::string& program, const std::vector<std::string>& args,
                                      const std::map<std::string, std::string>& env,
@@ -161,6 +138,56 @@ std::filesystem::path screenshotDir() {
   std::filesystem::path dir = std::filesystem::path(MURVELO_BINARY_DIR) / "screenshots";
   std::filesystem::create_directories(dir);
   return dir;
+}
+
+bool spinUntil(const std::function<bool()>& done, int timeoutMs) {
+  QElapsedTimer timer;
+  timer.start();
+  while (!done() && timer.elapsed() < timeoutMs) QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+  return done();
+}
+
+void spin(int ms) {
+  spinUntil([] { return false; }, ms);
+}
+
+void screenshot(QWidget& window, const std::string& name) {
+  spin(150);
+  auto path = QString::fromStdString((screenshotDir() / (name + ".png")).string());
+  if (!window.grab().save(path)) ADD_FAILURE() << "cannot save " << path.toStdString();
+}
+
+std::vector<float> goForward() {
+  std::ifstream in("/usr/share/pocketsphinx/test/data/goforward.raw", std::ios::binary);
+  std::vector<float> samples;
+  unsigned char bytes[2];
+  while (in.read(reinterpret_cast<char*>(bytes), 2))
+    samples.push_back(static_cast<float>(static_cast<std::int16_t>(bytes[0] | bytes[1] << 8)) / 32768.0f);
+  return samples;
+}
+
+ProgramHome::ProgramHome() {
+  std::filesystem::create_directories(dir / "runtime");
+  std::filesystem::permissions(dir / "runtime", std::filesystem::perms::owner_all);
+  env = {{"XDG_CONFIG_HOME", (dir / "config").string()},
+         {"XDG_RUNTIME_DIR", (dir / "runtime").string()},
+         {"HOME", dir.path().string()}};
+}
+
+std::unique_ptr<BackgroundProcess> ProgramHome::start(const std::string& log) {
+  return std::make_unique<BackgroundProcess>(MURVELO_PROGRAM_PATH, std::vector<std::string>{}, env,
+                                             dir / log);
+}
+
+ProcessResult ProgramHome::cli(const std::vector<std::string>& args) const {
+  return runProcess(MURVELO_CLI_PATH, args, env);
+}
+
+bool ProgramHome::waitForSocket() const {
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!std::filesystem::exists(socket()) && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  return std::filesystem::exists(socket());
 }
 
 }  // namespace murvelo::test

@@ -1,11 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QThread>
 #include <atomic>
 #include <thread>
 
+#include "desktop/DesktopTestEnvironment.h"
 #include "desktop/QtMainLoop.h"
 
 namespace murvelo::desktop {
@@ -13,13 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Runs Qt's loop until `done` or the time runs out.
-bool spinUntil(const std::function<bool()>& done, int timeoutMs = 3000) {
-  QElapsedTimer timer;
-  timer.start();
-  while (!done() && timer.elapsed() < timeoutMs) QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-  return done();
-}
+using test::spinUntil;
 
 TEST(QtMainLoop, JobsFromAnyThreadRunOnTheLoopThread) {
   QtMainLoop loop;

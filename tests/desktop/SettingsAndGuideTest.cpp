@@ -40,17 +40,8 @@
 namespace murvelo::desktop {
 namespace {
 
-bool spinUntil(const std::function<bool()>& done, int timeoutMs = 8000) {
-  QElapsedTimer timer;
-  timer.start();
-  while (!done() && timer.elapsed() < timeoutMs) QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-  return done();
-}
-
-void screenshot(QWidget& window, const std::string& name) {
-  spinUntil([] { return false; }, 150);
-  EXPECT_TRUE(window.grab().save(QString::fromStdString((test::screenshotDir() / (name + ".png")).string())));
-}
+using test::screenshot;
+using test::spinUntil;
 
 int deviceRow(const SettingsWindow& window, const std::string& id) {
   const auto& entries = window.microphoneChoices().entries;
@@ -101,36 +92,26 @@ TEST(SettingsWindow, MicrophoneMenuFollowsTheAudioServerAndADeviceThatGoes) {
   ASSERT_TRUE(server.start()) << server.log();
   InMemoryDefaultsStore defaults;
   AppSettings settings(defaults);
-  settings.recordMicrophoneStartup("speech", 140);
   SettingsWindow window(settings, {.models = {}, .openGuide = [] {}, .microphoneIntervalMs = 100});
   window.tabs()->setCurrentIndex(1);
   window.present();
   ASSERT_TRUE(spinUntil([&] { return deviceRow(window, "speech") >= 0; }));
-  EXPECT_EQ(window.microphoneNote()->text().toStdString(), MicrophoneChoices::kNoBuiltIn);
-  EXPECT_NE(window.microphoneHint()->text().indexOf("about 140 ms"), -1) << "built-in falls to the default";
 
   int module = server.loadModule("module-sine-source", "source_name=usbmic rate=48000 frequency=440");
   ASSERT_GE(module, 0);
   ASSERT_TRUE(spinUntil([&] { return deviceRow(window, "usbmic") >= 0; }));
   window.microphone()->setCurrentIndex(deviceRow(window, "usbmic"));
   EXPECT_EQ(settings.microphoneSelection(), MicrophoneSelection::device("usbmic"));
-  EXPECT_EQ(window.microphoneHint()->text().toStdString(), MicrophoneChoices::kNoTimes);
   screenshot(window, "settings-microphone");
 
   ASSERT_TRUE(server.pactl({"unload-module", std::to_string(module)}));
   ASSERT_TRUE(
       spinUntil([&] { return window.microphone()->currentText() == MicrophoneChoices::kDisconnectedLabel; }));
-  EXPECT_EQ(window.microphoneHint()->text().toStdString(), MicrophoneChoices::kDisconnectedAdvice);
   EXPECT_EQ(settings.microphoneSelection(), MicrophoneSelection::device("usbmic"))
       << "kept until the user chooses";
   screenshot(window, "settings-microphone-disconnected");
-
-  server.stop();
-  ASSERT_TRUE(
-      spinUntil([&] { return window.microphoneNote()->text().startsWith("No audio server answers"); }));
 }
 
-// Serves files; "slow-" names trickle out forever, "cut-" names stop halfway through.
 // Serves files; "slow-" names trickle out forever, "cut-" names stop halfway through.
 constexpr const char* kServer = R"(import http.server, os, sys, time
 root, portfile = sys.argv[1], sys.argv[2]
@@ -269,37 +250,21 @@ TEST(SetupGuide, EveryCheckIsLiveAndFinishingMarksOnboardingDone) {
   ASSERT_TRUE(spinUntil([&] { return guide.levelMeter()->value() > 50; })) << "the sine source is loud";
   screenshot(guide, "guide-1-microphone");
 
-  struct Page {
-    SetupGuide::PageId id;
-    CheckOutcome::State state;
-    const char* command;
-  };
-  const Page pages[] = {
-      {SetupGuide::talkKeyPage, CheckOutcome::State::needsAction, "sudo usermod -aG input $USER"},
-      {SetupGuide::accessibilityPage, CheckOutcome::State::needsAction,
-       "gsettings set org.gnome.desktop.interface toolkit-accessibility true"},
-      {SetupGuide::postingPage, CheckOutcome::State::needsAction, "sudo tee /etc/udev/rules.d/"},
-      {SetupGuide::modelPage, CheckOutcome::State::needsAction, ""},
-  };
-  for (const auto& page : pages) {
+  // What each check says is the setup checks' business; here: every page shows, and the one fix
+  // the guide carries out itself works.
+  for (auto id : {SetupGuide::talkKeyPage, SetupGuide::accessibilityPage, SetupGuide::postingPage,
+                  SetupGuide::modelPage}) {
     guide.next();
-    ASSERT_EQ(guide.currentId(), page.id);
-    CheckPage* shown = guide.checkPage(page.id);
-    EXPECT_EQ(shown->outcome().state, page.state) << page.id;
-    EXPECT_NE(shown->commandLine()->text().indexOf(page.command), -1)
-        << shown->commandLine()->text().toStdString();
-    EXPECT_EQ(shown->commandLine()->isVisible(), *page.command != '\0') << page.id;
-    screenshot(guide, "guide-" + std::to_string(page.id + 1) + "-" +
+    ASSERT_EQ(guide.currentId(), id);
+    CheckPage* shown = guide.checkPage(id);
+    EXPECT_EQ(shown->outcome().state, CheckOutcome::State::needsAction) << id;
+    screenshot(guide, "guide-" + std::to_string(id + 1) + "-" +
                           shown->title().toLower().replace(' ', '-').toStdString());
-    if (page.id == SetupGuide::accessibilityPage) {
-      ASSERT_TRUE(guide.enableAccessibilityButton()->isVisible());
+    if (id == SetupGuide::accessibilityPage) {
       guide.enableAccessibilityButton()->click();
       EXPECT_TRUE(shown->outcome().ready()) << shown->outcome().status;
       EXPECT_EQ(AtspiStatus::enabled(), std::optional(true));
       EXPECT_FALSE(guide.enableAccessibilityButton()->isVisible());
-    }
-    if (page.id == SetupGuide::modelPage) {
-      EXPECT_TRUE(guide.downloadButton()->isVisible());
     }
   }
 
@@ -325,8 +290,7 @@ TEST(SetupGuide, EveryCheckIsLiveAndFinishingMarksOnboardingDone) {
 // The program itself, in this process: its first start opens the guide, and a dictation through
 // the real microphone path, speech engine and paste keystroke lands in the guide's box.
 TEST(SetupGuide, FirstStartOpensItAndADictationLandsInTheTryBox) {
-  const std::filesystem::path clip = "/usr/share/pocketsphinx/test/data/goforward.raw";
-  if (!std::filesystem::exists(clip) || !test::PulseTestServer::available())
+  if (test::goForward().empty() || !test::PulseTestServer::available())
     GTEST_SKIP() << "needs pulseaudio and pocketsphinx-testdata";
   test::PulseTestServer pulse(16000);
   ASSERT_TRUE(pulse.start()) << pulse.log();
@@ -343,11 +307,7 @@ TEST(SetupGuide, FirstStartOpensItAndADictationLandsInTheTryBox) {
   guide->activateWindow();
   ASSERT_TRUE(spinUntil([&] { return guide->tryBox()->hasFocus() && guide->isActiveWindow(); }));
 
-  std::vector<float> samples;
-  std::ifstream in(clip, std::ios::binary);
-  unsigned char bytes[2];
-  while (in.read(reinterpret_cast<char*>(bytes), 2))
-    samples.push_back(static_cast<float>(static_cast<std::int16_t>(bytes[0] | bytes[1] << 8)) / 32768.0f);
+  const std::vector<float> samples = test::goForward();
   // The talk key is a desktop binding to murvelo-cli here; this process answers it, so it spins.
   auto talk = [&](const char* what) {
     test::TempDir out;

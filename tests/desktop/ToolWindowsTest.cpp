@@ -5,16 +5,12 @@
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTableWidget>
-#include <fstream>
 
 #include "app/AppEnvironment.h"
 #include "app/PhraseRecorder.h"
@@ -26,7 +22,6 @@
 #include "desktop/HistoryWindow.h"
 #include "desktop/QtMainLoop.h"
 #include "desktop/SupportReportSaver.h"
-#include "desktop/TrayMenu.h"
 #include "speech/pocketsphinx/PocketSphinxRecognizer.h"
 #include "support/PulseTestServer.h"
 #include "support/TempDir.h"
@@ -34,20 +29,10 @@
 namespace murvelo::desktop {
 namespace {
 
-bool spinUntil(const std::function<bool()>& done, int timeoutMs) {
-  QElapsedTimer timer;
-  timer.start();
-  while (!done() && timer.elapsed() < timeoutMs) QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-  return done();
-}
-void spin(int ms) {
-  spinUntil([] { return false; }, ms);
-}
-
-void screenshot(QWidget& window, const std::string& name) {
-  spin(150);
-  EXPECT_TRUE(window.grab().toImage().save(QString::fromStdString((test::screenshotDir() / name).string())));
-}
+using test::goForward;
+using test::screenshot;
+using test::spin;
+using test::spinUntil;
 
 // Whether every child widget still lies inside the window: a long row must not push the layout out.
 bool layoutFits(QWidget& window) {
@@ -92,14 +77,14 @@ TEST(HistoryWindow, FlagCopyClearAndMyWordsWithOddText) {
   EXPECT_TRUE(window.list()->item(2)->text().contains("⚑"));
   EXPECT_EQ(window.list()->currentRow(), 2) << "the selection stays on the flagged item";
   EXPECT_TRUE(layoutFits(window));
-  screenshot(window, "history-recent.png");
+  screenshot(window, "history-recent");
 
   window.showWords();
   ASSERT_EQ(window.words()->rowCount(), 2);
   window.words()->selectRow(0);
   EXPECT_EQ(window.wrongEdit()->text().toStdString(), kRightToLeft);
   EXPECT_TRUE(layoutFits(window));
-  screenshot(window, "history-my-words.png");
+  screenshot(window, "history-my-words");
 
   using Entries = std::vector<std::pair<std::string, std::string>>;
   auto fill = [&](int row, const char* wrong, const char* right) {
@@ -125,9 +110,6 @@ TEST(HistoryWindow, FlagCopyClearAndMyWordsWithOddText) {
     EXPECT_EQ(window.words()->rowCount(), static_cast<int>(expected.size()));
   }
   EXPECT_FALSE(window.wordsNote()->text().isEmpty()) << "a half-filled word says what is missing";
-  // The next cleanup uses the word at once.
-  CleanupStep cleanup(nullptr, corrections);
-  EXPECT_EQ(cleanup.clean("murvello works", CleanupLevel::none, true, false).text, "Murvelo! works");
 
   window.clearHistory(false);
   EXPECT_TRUE(history.items().empty());
@@ -150,15 +132,6 @@ struct RealSpeech {
     return spinUntil([&] { return done; }, 30000) && ok;
   }
 };
-
-std::vector<float> goForward() {
-  std::ifstream in("/usr/share/pocketsphinx/test/data/goforward.raw", std::ios::binary);
-  std::vector<float> samples;
-  unsigned char bytes[2];
-  while (in.read(reinterpret_cast<char*>(bytes), 2))
-    samples.push_back(static_cast<float>(static_cast<std::int16_t>(bytes[0] | bytes[1] << 8)) / 32768.0f);
-  return samples;
-}
 
 bool haveSpeech() { return test::PulseTestServer::available() && !goForward().empty(); }
 
@@ -191,39 +164,20 @@ TEST(AccuracyWindow, ReadingsThroughTheRealMicrophoneAreScoredAndKept) {
     window.toggleReading();
     ASSERT_TRUE(spinUntil([&] { return window.index() == phrase + 1; }, 30000))
         << window.statusLabel()->text().toStdString();
-    if (phrase == 0) screenshot(window, "accuracy-test-reading.png");
+    if (phrase == 0) screenshot(window, "accuracy-test-reading");
   }
   ASSERT_EQ(window.scores().size(), 2u);
   EXPECT_LE(window.scores()[0].wer.errorRate(), 0.5) << "pocketsphinx hears most of the clip";
   EXPECT_GE(window.scores()[1].missedWords.size(), 5u);
   EXPECT_EQ(readings, (std::vector<bool>{true, false, true, false}));
-  EXPECT_TRUE(window.results()->item(1)->text().contains("missed: turn, left"))
-      << window.results()->item(1)->text().toStdString();
 
   ASSERT_TRUE(window.finished());
-  EXPECT_TRUE(window.overallLabel()->text().startsWith("Overall: "))
-      << window.overallLabel()->text().toStdString();
   ASSERT_EQ(progress.entries().size(), 1u);
   EXPECT_EQ(progress.entries()[0].phrases, 2);
   EXPECT_EQ(window.progressList()->count(), 1);
-  screenshot(window, "accuracy-test-done.png");
+  screenshot(window, "accuracy-test-done");
   window.readButton()->click();
   EXPECT_EQ(window.results()->count(), 0) << "start over";
-}
-
-TEST(TrayMenu, ToolWindowsAreReachedFromTheMenu) {
-  int opened = 0;
-  TrayMenu tray({nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr});
-  tray.addToolActions([&] { opened += 1; }, [&] { opened += 10; });
-  QStringList texts;
-  for (auto* action : tray.menu()->actions()) texts << action->text();
-  const auto at = texts.indexOf("History and My Words…");
-  ASSERT_GE(at, 0) << texts.join("|").toStdString();
-  EXPECT_EQ(texts.mid(at, 3),
-            (QStringList{"History and My Words…", "Accuracy test…", "Save support report…"}));
-  tray.menu()->actions()[at]->trigger();
-  tray.menu()->actions()[at + 1]->trigger();
-  EXPECT_EQ(opened, 11);
 }
 
 class NoCursor : public CursorContextReader {
