@@ -127,21 +127,5 @@ TEST(DesktopProgram, OnlyTheLaunchTurnsStreamingOff) {
   EXPECT_TRUE(sawOff);
 }
 
-TEST(DesktopProgram, LoginItemFollowsTheSetting) {
-  ProgramHome home;
-  auto entry = home.dir / "config" / "autostart" / "com.murvelo.Murvelo.desktop";
-  for (bool enabled : {true, false}) {
-    ASSERT_EQ(home.cli({"settings", "set", "openAtLogin", enabled ? "true" : "false"}).exitCode, 0);
-    auto program = home.start();
-    ASSERT_TRUE(home.waitForSocket());
-    // The socket comes first in the launch; the entry soon after.
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(3);
-    while (std::filesystem::exists(entry) != enabled && std::chrono::steady_clock::now() < deadline)
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_EQ(std::filesystem::exists(entry), enabled);
-    program->terminate();
-  }
-}
-
 }  // namespace
 }  // namespace murvelo::test
