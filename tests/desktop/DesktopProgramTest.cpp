@@ -8,7 +8,6 @@
 #include <thread>
 
 #include "desktop/DesktopTestEnvironment.h"
-#include "support/XvfbServer.h"
 
 namespace murvelo::test {
 namespace {
@@ -99,13 +98,13 @@ TEST(DesktopProgram, SlowAudioServerTalkKeyWithoutBackEndAndLostDisplay) {
     EXPECT_NE(readFile(home.dir / "murvelo.log").find("murvelo-cli talk"), std::string::npos);
   }
   {
-    XvfbServer display;
-    ASSERT_TRUE(display.start());
+    auto display = std::make_unique<PrivateDisplay>();
+    ASSERT_TRUE(display->ok());
     ProgramHome home;
-    home.env["DISPLAY"] = display.display();
+    home.env["DISPLAY"] = display->name();
     auto program = home.start();
     ASSERT_TRUE(home.waitForSocket());
-    display.stop();
+    display.reset();
     EXPECT_EQ(program->waitExit(10000), 1);
     EXPECT_NE(readFile(home.dir / "murvelo.log").find("exiting"), std::string::npos);
   }

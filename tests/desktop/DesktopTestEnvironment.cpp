@@ -1,17 +1,9 @@
 #include "desktop/DesktopTestEnvironment.h"
 
-// Qt before Xlib: Xlib's macros (None, KeyPress, Status) break Qt's headers.
-#include <gtest/gtest.h>
-
-#include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QWidget>
-
-// clang-format off
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
-// clang-format on
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,6 +14,38 @@
 #include <thread>
 
 namespace murvelo::test {
+
+PrivateDisplay::PrivateDisplay() {
+  int fds[2];
+  if (pipe2(fds, O_CLOEXEC) != 0) return;
+  pid_ = fork();
+  if (pid_ == 0) {
+    // -displayfd lets the server pick a free number and tell us which.
+    dup2(fds[1], 3);
+    int devnull = open("/dev/null", O_RDWR);
+    dup2(devnull, 1);
+    dup2(devnull, 2);
+    execlp("Xvfb", "Xvfb", "-displayfd", "3", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset",
+           static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  close(fds[1]);
+  std::string number;
+  pollfd waitFor{fds[0], POLLIN, 0};
+  while (poll(&waitFor, 1, 10000) > 0) {
+    char c;
+    if (read(fds[0], &c, 1) != 1 || c == '\n') break;
+    number += c;
+  }
+  close(fds[0]);
+  if (!number.empty()) name_ = ":" + number;
+}
+
+PrivateDisplay::~PrivateDisplay() {
+  if (pid_ <= 0) return;
+  kill(pid_, SIGTERM);
+  waitpid(pid_, nullptr, 0);
+}
 
 BackgroundProcess::BackgroundProcess(const std::string& program, const std::vector<std::string>& args,
                                      const std::map<std::string, std::string>& env,
@@ -138,23 +162,6 @@ std::filesystem::path screenshotDir() {
   std::filesystem::path dir = std::filesystem::path(MURVELO_BINARY_DIR) / "screenshots";
   std::filesystem::create_directories(dir);
   return dir;
-}
-
-bool spinUntil(const std::function<bool()>& done, int timeoutMs) {
-  QElapsedTimer timer;
-  timer.start();
-  while (!done() && timer.elapsed() < timeoutMs) QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-  return done();
-}
-
-void spin(int ms) {
-  spinUntil([] { return false; }, ms);
-}
-
-void screenshot(QWidget& window, const std::string& name) {
-  spin(150);
-  auto path = QString::fromStdString((screenshotDir() / (name + ".png")).string());
-  if (!window.grab().save(path)) ADD_FAILURE() << "cannot save " << path.toStdString();
 }
 
 std::vector<float> goForward() {

@@ -3,7 +3,6 @@
 #include <sys/types.h>
 
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -12,9 +11,23 @@
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
 
-class QWidget;
-
 namespace murvelo::test {
+
+// A private X server (Xvfb on a free display number) for the tests of the desktop program.
+class PrivateDisplay {
+ public:
+  PrivateDisplay();
+  ~PrivateDisplay();
+  PrivateDisplay(const PrivateDisplay&) = delete;
+  PrivateDisplay& operator=(const PrivateDisplay&) = delete;
+
+  bool ok() const { return pid_ > 0 && !name_.empty(); }
+  const std::string& name() const { return name_; }  // ":N"
+
+ private:
+  pid_t pid_ = -1;
+  std::string name_;
+};
 
 // A program running in the background with extra environment; ended (SIGTERM, then SIGKILL)
 // and reaped at scope exit. Its output goes to a file.
@@ -62,12 +75,6 @@ class XDesk {
 
 // Where the screenshots of the test run go: <build>/screenshots.
 std::filesystem::path screenshotDir();
-
-// Runs Qt's loop until `done` or the time runs out; whether `done` came.
-bool spinUntil(const std::function<bool()>& done, int timeoutMs = 8000);
-void spin(int ms);
-// Saves a picture of the window as <build>/screenshots/<name>.png once it has painted.
-void screenshot(QWidget& window, const std::string& name);
 
 // "go forward ten meters" (pocketsphinx-testdata) as samples at 16 kHz; empty when not installed.
 std::vector<float> goForward();

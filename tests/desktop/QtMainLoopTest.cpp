@@ -6,6 +6,7 @@
 
 #include "desktop/DesktopTestEnvironment.h"
 #include "desktop/QtMainLoop.h"
+#include "desktop/QtTestSupport.h"
 
 namespace murvelo::desktop {
 namespace {

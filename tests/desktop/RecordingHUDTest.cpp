@@ -8,6 +8,7 @@
 
 #include "app/Notices.h"
 #include "desktop/DesktopTestEnvironment.h"
+#include "desktop/QtTestSupport.h"
 #include "desktop/RecordingHUD.h"
 #include "desktop/TrayMenu.h"
 

@@ -27,6 +27,7 @@
 #include "delivery/atspi/AtspiStatus.h"
 #include "desktop/DesktopApp.h"
 #include "desktop/DesktopTestEnvironment.h"
+#include "desktop/QtTestSupport.h"
 #include "desktop/SettingsWindow.h"
 #include "desktop/SetupGuide.h"
 #include "speech/WhisperModelChoice.h"

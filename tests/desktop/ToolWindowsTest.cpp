@@ -21,6 +21,7 @@
 #include "desktop/DesktopTestEnvironment.h"
 #include "desktop/HistoryWindow.h"
 #include "desktop/QtMainLoop.h"
+#include "desktop/QtTestSupport.h"
 #include "desktop/SupportReportSaver.h"
 #include "speech/pocketsphinx/PocketSphinxRecognizer.h"
 #include "support/PulseTestServer.h"
