@@ -63,10 +63,12 @@ int main() {
     return 1;
   }
   auto other = X11Clipboard::open(server.display().c_str());
-  measure("text-only clipboard", 40, server.display(), [&] { other->writeText("the user's clipboard"); });
+  auto soon = [] { return std::chrono::steady_clock::now() + 1s; };
+  measure("text-only clipboard", 40, server.display(),
+          [&] { other->writeText("the user's clipboard", soon()); });
   std::string image(4 * 1024 * 1024, '\x7f');
   measure("4 MB image + text clipboard", 15, server.display(), [&] {
-    other->writeItems({ClipboardItem{{{"text/plain", "caption"}, {"image/png", image}}}});
+    other->writeItems({ClipboardItem{{{"text/plain", "caption"}, {"image/png", image}}}}, soon());
   });
 
   pid_t silent = -1;

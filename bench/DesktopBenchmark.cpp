@@ -1,17 +1,26 @@
 // Prints what the desktop program costs while it waits for the talk key: resident memory and CPU
 // over an idle stretch, with the speech engine setting on pocketsphinx, and on whisper with a
-// base.en-sized model installed (synthetic weights, the real size). Runs its own X server and private
-// folders.
+// base.en-sized model installed (synthetic weights, the real size). Then the talk key's latencies
+// over several dictations of recorded speech into a GTK field: Right Alt down (XTest) -> recording
+// started, and Right Alt up -> text in the field. Runs its own X server and private folders.
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <iostream>
+#include <optional>
 #include <sstream>
 #include <thread>
+#include <vector>
 
 #include "desktop/DesktopTestEnvironment.h"
+#include "support/AtspiSession.h"
+#include "support/GtkTextWindow.h"
+#include "support/PulseTestServer.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
 
@@ -74,6 +83,103 @@ void idle(const char* label, const std::string& engine, const std::string& model
               residentKiB(program.pid()) / 1024.0, 100 * cpu / seconds, cpu, seconds);
 }
 
+using Clock = std::chrono::steady_clock;
+
+double ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values.empty() ? 0 : values[values.size() / 2];
+}
+
+// Polls `done` every millisecond; the time it became true, or none after `limit`.
+std::optional<Clock::time_point> when(const std::function<bool()>& done, std::chrono::seconds limit) {
+  auto deadline = Clock::now() + limit;
+  while (Clock::now() < deadline) {
+    if (done()) return Clock::now();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return std::nullopt;
+}
+
+std::size_t occurrences(const std::string& text, const std::string& what) {
+  std::size_t n = 0;
+  for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+  return n;
+}
+
+void dictations(int runs) {
+  const std::filesystem::path clipFile = "/usr/share/pocketsphinx/test/data/goforward.raw";
+  if (!std::filesystem::exists(clipFile) || !PulseTestServer::available() || !AtspiSession::available() ||
+      !GtkTextWindow::available()) {
+    std::printf(
+        "talk key latencies: pocketsphinx-testdata, pulseaudio, the AT-SPI bus or python3-gi missing\n");
+    return;
+  }
+  std::vector<float> clip;
+  {
+    std::ifstream in(clipFile, std::ios::binary);
+    unsigned char b[2];
+    while (in.read(reinterpret_cast<char*>(b), 2))
+      clip.push_back(static_cast<float>(static_cast<std::int16_t>(b[0] | b[1] << 8)) / 32768.0f);
+  }
+  PulseTestServer pulse(16000);
+  AtspiSession atspi;
+  XDesk desk;
+  if (!pulse.start() || !atspi.start() || !desk.ok()) {
+    std::printf("talk key latencies: the private audio server, accessibility bus or XTest did not start\n");
+    return;
+  }
+  TempDir home;
+  std::filesystem::create_directories(home / "runtime");
+  std::filesystem::permissions(home / "runtime", std::filesystem::perms::owner_all);
+  std::map<std::string, std::string> env = {{"XDG_CONFIG_HOME", (home / "config").string()},
+                                            {"XDG_DATA_HOME", (home / "data").string()},
+                                            {"XDG_RUNTIME_DIR", (home / "runtime").string()},
+                                            {"HOME", home.path().string()},
+                                            {"MURVELO_LOG_LEVEL", "info"}};
+  for (auto [key, value] : {std::pair{"onboardingComplete", "true"}, std::pair{"onboardingFinished", "true"},
+                            std::pair{"openAtLogin", "false"}, std::pair{"speechEngine", "pocketsphinx"}})
+    runProcess(MURVELO_CLI_PATH, {"settings", "set", key, value}, env);
+  GtkTextWindow window;
+  if (!window.open(std::getenv("DISPLAY"), {})) {
+    std::printf("talk key latencies: the GTK field did not open\n");
+    return;
+  }
+  const auto log = home / "murvelo.log";
+  BackgroundProcess program(MURVELO_PROGRAM_PATH, {}, env, log);
+  std::this_thread::sleep_for(std::chrono::seconds(5));  // launch and the engine's warm-up
+
+  constexpr unsigned kRightAlt = 108;
+  std::vector<double> starts, lands;
+  int missed = 0;
+  for (int i = 0; i < runs; ++i) {
+    const std::size_t started = occurrences(readFile(log), "recording started");
+    const std::string before = window.contents();
+    auto down = Clock::now();
+    desk.key(kRightAlt, true);
+    auto recording = when([&] { return occurrences(readFile(log), "recording started") > started; },
+                          std::chrono::seconds(5));
+    pulse.feed(clip, true);
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    auto up = Clock::now();
+    desk.key(kRightAlt, false);
+    auto landed = when([&] { return window.contents() != before; }, std::chrono::seconds(15));
+    if (recording) starts.push_back(ms(*recording - down));
+    if (landed)
+      lands.push_back(ms(*landed - up));
+    else
+      ++missed;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1200));  // the clipboard restore
+  }
+  std::printf("talk key, %d dictations of a 2.8 s recording with pocketsphinx (%d without text)\n", runs,
+              missed);
+  std::printf("  key down -> recording started: first %.1f ms, p50 %.1f ms (warm capture session)\n",
+              starts.empty() ? 0 : starts.front(), median(starts));
+  std::printf("  key up -> text in the GTK field: p50 %.1f ms, max %.1f ms\n", median(lands),
+              lands.empty() ? 0 : *std::max_element(lands.begin(), lands.end()));
+}
+
 }  // namespace
 
 int main() {
@@ -88,5 +194,6 @@ int main() {
   std::printf("murvelo waiting for the talk key\n");
   idle("pocketsphinx", "pocketsphinx", "");
   idle("whisper, base.en-sized", "whisper", "base.en");
+  dictations(6);
   return 0;
 }

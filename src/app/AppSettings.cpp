@@ -60,9 +60,9 @@ void AppSettings::load() {
     startupHistory_ = MicrophoneStartupHistory::decode(*data).value_or(MicrophoneStartupHistory{});
   }
 
-  // Streaming starts off at every launch, whatever was stored.
+  // Nothing has warmed an engine in this process yet; the stored value belongs to the program's
+  // launch (resetUseDictationEngineForLaunch).
   useDictationEngine_ = false;
-  write(Field::useDictationEngine);
 
   developerToolsVocabularyEnabled_ =
       defaults_.boolean(keyOf(Field::developerToolsVocabularyEnabled)).value_or(false);
@@ -149,6 +149,10 @@ void AppSettings::setOnboardingFinished(bool value) {
 void AppSettings::setAutoPaste(bool value) { assign(autoPaste_, value, Field::autoPaste); }
 void AppSettings::setUseDictationEngine(bool value) {
   assign(useDictationEngine_, value, Field::useDictationEngine);
+}
+void AppSettings::resetUseDictationEngineForLaunch() {
+  useDictationEngine_ = false;
+  write(Field::useDictationEngine);
 }
 void AppSettings::setDeveloperToolsVocabularyEnabled(bool value) {
   assign(developerToolsVocabularyEnabled_, value, Field::developerToolsVocabularyEnabled);

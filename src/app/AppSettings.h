@@ -89,6 +89,9 @@ class AppSettings {
   void setOnboardingFinished(bool value);
   void setAutoPaste(bool value);
   void setUseDictationEngine(bool value);
+  // The program's launch turns streaming off, on disk too, whatever was stored, until its engine
+  // has warmed; a tool reading the settings meanwhile must not touch the running program's value.
+  void resetUseDictationEngineForLaunch();
   void setDeveloperToolsVocabularyEnabled(bool value);
   void setBetaUpload(bool value);
   void setOpenAtLogin(bool value);

@@ -17,7 +17,7 @@ inline constexpr std::string_view kSelectedMicUnavailable =
 inline constexpr std::string_view kSubstitutedPrefix = "Using this computer's mic — ";
 inline constexpr std::string_view kSubstitutedSuffix = " wakes slowly";
 // Said once when the desktop shows no tray icons: the menu is out of reach.
-inline constexpr std::string_view kNoTray = "No tray icon here — start murvelo again for Settings";
+inline constexpr std::string_view kNoTray = "Run murvelo again for Settings";
 inline constexpr std::string_view kBluetoothSuffix = " needs a second — hold, then speak";
 
 using Delay = std::chrono::milliseconds;

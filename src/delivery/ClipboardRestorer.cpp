@@ -42,9 +42,9 @@ ClipboardSnapshot ClipboardSnapshot::capture(Clipboard& clipboard, SerialQueue& 
   return ClipboardSnapshot{std::move(result->items)};
 }
 
-bool ClipboardSnapshot::restore(Clipboard& clipboard) const {
+bool ClipboardSnapshot::restore(Clipboard& clipboard, Clipboard::Deadline deadline) const {
   if (items.empty()) return false;
-  clipboard.writeItems(items);
+  clipboard.writeItems(items, deadline);
   return true;
 }
 
@@ -80,13 +80,14 @@ void ClipboardRestorer::restoreDue(std::uint64_t expected) {
   }
   ClipboardSnapshot snapshot = std::move(pending_->snapshot);
   pending_.reset();
-  if (clipboard_.changeCount() != expected) {
+  const auto deadline = std::chrono::steady_clock::now() + kRestoreWait;
+  if (clipboard_.changeCount(deadline) != expected) {
     diagnostics_.record("delivery", "restore-skipped", "clipboard changed");
     kLog.debug("clipboard restore skipped (pasteboard changed since paste)");
     settled(Result::skipped);
     return;
   }
-  snapshot.restore(clipboard_);
+  snapshot.restore(clipboard_, deadline);
   diagnostics_.record("delivery", "restored", "items=" + std::to_string(snapshot.items.size()));
   kLog.debug("clipboard restored after auto-paste");
   settled(Result::restored);

@@ -26,8 +26,9 @@ struct ClipboardSnapshot {
   // snapshot; the read goes on in the background and its late answer is dropped.
   static ClipboardSnapshot capture(Clipboard& clipboard, SerialQueue& worker,
                                    std::chrono::milliseconds timeout);
-  // Writes the items back; false, touching nothing, when there are none.
-  bool restore(Clipboard& clipboard) const;
+  // Writes the items back, waiting for the display at most until `deadline`; false, touching
+  // nothing, when there are none.
+  bool restore(Clipboard& clipboard, Clipboard::Deadline deadline) const;
 };
 
 // Puts the user's clipboard back a little after a paste, unless someone changed it meanwhile.
@@ -35,6 +36,8 @@ struct ClipboardSnapshot {
 class ClipboardRestorer {
  public:
   static constexpr std::chrono::milliseconds kRestoreDelay{600};
+  // The longest the restore holds the main thread waiting for the display.
+  static constexpr std::chrono::milliseconds kRestoreWait{300};
   static constexpr const char* kCaptureQueueLabel = "com.murvelo.clipboard-capture";
 
   enum class Result {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,14 +21,18 @@ class Diagnostics;
 // restorer put the user's clipboard back afterwards.
 class ClipboardTextInserter : public TextInserter {
  public:
-  static constexpr std::chrono::milliseconds kCaptureTimeout{300};
+  // The longest an insert holds the main thread, all of its waits together.
+  static constexpr std::chrono::milliseconds kMainThreadLimit{300};
+  // Kept from the snapshot's wait for writing our text and reading the count after it.
+  static constexpr std::chrono::milliseconds kWriteReserve{20};
   static constexpr std::chrono::milliseconds kModifierWait{45};
 
   ClipboardTextInserter(MainLoop& loop, ClipboardRestorer& restorer, KeyPoster& keys,
                         Diagnostics& diagnostics);
   ~ClipboardTextInserter() override;
 
-  // An empty text touches nothing and counts as copied.
+  // An empty text touches nothing and counts as copied. When the clipboard takes the text only
+  // after the main thread stopped waiting, the chord is typed once it has.
   Outcome insert(std::string_view text, bool autoPaste, std::int64_t run) override;
 
   // Window classes the user wants treated as terminals, on top of the built-in list.
@@ -42,6 +47,7 @@ class ClipboardTextInserter : public TextInserter {
 
  private:
   void postNow(std::int64_t run);
+  void finishPaste(ClipboardSnapshot snapshot, Clipboard::Deadline deadline, std::int64_t run);
 
   MainLoop& loop_;
   ClipboardRestorer& restorer_;
@@ -51,6 +57,12 @@ class ClipboardTextInserter : public TextInserter {
   std::function<void(PasteKey, int)> posted_;
   std::vector<MainLoop::TimerId> waits_;
   std::shared_ptr<int> alive_ = std::make_shared<int>(0);
+  // How a clipboard worker reaches the loop: only while this inserter exists.
+  struct LoopHandle {
+    std::mutex mutex;
+    MainLoop* loop = nullptr;
+  };
+  std::shared_ptr<LoopHandle> handle_;
 };
 
 }  // namespace murvelo

@@ -58,6 +58,7 @@ DesktopApp::DesktopApp(Options options) : options_(std::move(options)) {}
 DesktopApp::~DesktopApp() {
   // The panel and windows observe the settings and the model: they go first.
   guide_.reset();
+  if (dictation_ && dictation_->talkKey()) dictation_->talkKey()->setListeningObserver(nullptr);
   settingsWindow_.reset();
   tools_.reset();
   tray_.reset();
@@ -136,6 +137,7 @@ std::optional<int> DesktopApp::launch() {
   dictation_->controller().setStatusObserver(
       [this](const DictationStatus& status, bool microphoneReady) { showStatus(status, microphoneReady); });
   dictation_->start();
+  if (auto* key = dictation_->talkKey()) key->setListeningObserver([this](bool) { refreshTray(); });
   if (!dictation_->talkKey())
     kLog.warning("the talk key cannot be watched here (" + dictation_->keySourceProblem() +
                  "); bind a key to murvelo-cli talk instead");
@@ -248,11 +250,16 @@ void DesktopApp::showStatus(const DictationStatus& status, bool microphoneReady)
 }
 
 void DesktopApp::refreshTray() {
+  const bool listening = dictation_->talkKey() && dictation_->talkKey()->listening();
   std::string text;
   switch (status_.kind) {
     case DictationStatus::Kind::idle:
-      text = paused_ ? "Talk key paused"
-                     : "Ready — hold " + hotkeyLabel(settings_->hotkey()).toStdString() + " to dictate";
+      if (paused_)
+        text = "Talk key paused";
+      else if (!listening)
+        text = "Talk key not listened to — use murvelo-cli talk";
+      else
+        text = "Ready — hold " + hotkeyLabel(settings_->hotkey()).toStdString() + " to dictate";
       break;
     case DictationStatus::Kind::recording: text = "Listening…"; break;
     case DictationStatus::Kind::transcribing:
@@ -261,6 +268,8 @@ void DesktopApp::refreshTray() {
   }
   tray_->setStatus(text, status_.is(DictationStatus::Kind::recording));
   tray_->setPaused(paused_);
+  // Nothing to pause while no key source listens.
+  tray_->pauseAction()->setEnabled(paused_ || listening);
 }
 
 void DesktopApp::applyLoginItem() {

@@ -33,22 +33,25 @@ class QtClipboard : public Clipboard {
   QtClipboard() {
     QObject::connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, [this] { ++changes_; });
   }
-  std::uint64_t changeCount() override { return changes_; }
+  std::uint64_t changeCount(Deadline) override { return changes_; }
   std::vector<ClipboardItem> readItems() override {
     const QString text = QGuiApplication::clipboard()->text();
     if (text.isEmpty()) return {};
     return {ClipboardItem{{{kTextMime, text.toStdString()}}}};
   }
-  void writeText(std::string_view text) override {
+  bool writeText(std::string_view text, Deadline) override {
     QGuiApplication::clipboard()->setText(
         QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
+    return true;
   }
-  void writeItems(const std::vector<ClipboardItem>& items) override {
+  bool writeItems(const std::vector<ClipboardItem>& items, Deadline deadline) override {
     for (const auto& item : items)
       for (const auto& [type, data] : item.entries)
-        if (type.rfind("text/plain", 0) == 0) return writeText(data);
+        if (type.rfind("text/plain", 0) == 0) return writeText(data, deadline);
     QGuiApplication::clipboard()->clear();
+    return true;
   }
+  void afterWrites(std::function<void()> job) override { job(); }
 
  private:
   std::uint64_t changes_ = 0;
@@ -109,6 +112,7 @@ DictationBackends::DictationBackends(MainLoop& loop, DefaultsStore& defaults, in
                                                       .recognizer = std::move(recognizer),
                                                       .tempDir = Paths::tempAudioDir(),
                                                       .capture = &recorder_->recorder()});
+  env_->settings().resetUseDictationEngineForLaunch();
   inserter_->setExtraTerminalClasses(env_->settings().terminalWindowClasses());
   env_->settings().addObserver([this](AppSettings::Field field) {
     if (field == AppSettings::Field::terminalWindowClasses)
@@ -143,7 +147,11 @@ DictationBackends::~DictationBackends() {
 
 Recorder& DictationBackends::recorder() { return recorder_->recorder(); }
 
-bool DictationBackends::recorderAvailable() { return recorder_->session().serverReachable(); }
+// A quick look: a server that is slow to answer must not hold up the launch; the first recording
+// waits for it as long as it takes.
+bool DictationBackends::recorderAvailable() {
+  return recorder_->session().serverReachable(std::chrono::milliseconds(250));
+}
 
 void DictationBackends::start() {
   if (talkKey_ && talkKey_->startListening()) return;  // it warms the engine

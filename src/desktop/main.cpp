@@ -2,6 +2,8 @@
 #include <xcb/xcb.h>
 
 #include <QApplication>
+#include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -27,6 +29,17 @@ bool displayReachable() {
   bool ok = xcb_connection_has_error(connection) == 0;
   xcb_disconnect(connection);
   return ok;
+}
+
+// Qt ends the process with exit(1) when the X connection breaks, while our worker threads still
+// run: leave at once rather than run static destructors under them.
+std::atomic<bool> leavingNormally{false};
+
+void leaveAtOnceUnlessNormal() {
+  if (leavingNormally) return;
+  std::fputs("murvelo: the display connection broke; exiting\n", stderr);
+  std::fflush(stderr);
+  _exit(1);
 }
 
 std::string programPath(const char* argv0) {
@@ -60,7 +73,13 @@ int main(int argc, char** argv) {
   // The program lives in the tray: closing the settings window does not end it.
   QApplication::setQuitOnLastWindowClosed(false);
 
-  murvelo::desktop::DesktopApp desktop({programPath(argv[0]), static_cast<int>(getpid()), getuid()});
-  if (auto code = desktop.launch()) return *code;
-  return QApplication::exec();
+  std::atexit(leaveAtOnceUnlessNormal);
+  int code = 0;
+  {
+    murvelo::desktop::DesktopApp desktop({programPath(argv[0]), static_cast<int>(getpid()), getuid()});
+    auto early = desktop.launch();
+    code = early ? *early : QApplication::exec();
+  }
+  leavingNormally = true;
+  return code;
 }

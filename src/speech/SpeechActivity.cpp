@@ -5,23 +5,19 @@
 #include <vector>
 
 namespace murvelo {
-namespace {
-
-double frameDb(std::span<const float> frame) {
+double SpeechActivity::levelDb(std::span<const float> frame) {
   double sum = 0;
   for (float s : frame) sum += static_cast<double>(s) * s;
   double rms = std::sqrt(sum / static_cast<double>(std::max<std::size_t>(frame.size(), 1)));
   return 20 * std::log10(std::max(rms, 1e-9));
 }
 
-}  // namespace
-
 bool SpeechActivity::hasSpeech(std::span<const float> samples, double sampleRate) {
   auto frameLength = static_cast<std::size_t>(sampleRate * kFrameSeconds);
   if (frameLength == 0 || samples.size() < frameLength) return false;
   std::vector<double> levels;
   for (std::size_t start = 0; start + frameLength <= samples.size(); start += frameLength)
-    levels.push_back(frameDb(samples.subspan(start, frameLength)));
+    levels.push_back(levelDb(samples.subspan(start, frameLength)));
   std::vector<double> sorted = levels;
   std::sort(sorted.begin(), sorted.end());
   double floor = sorted[sorted.size() / 10];
@@ -41,7 +37,7 @@ std::size_t SpeechActivity::quietestPoint(std::span<const float> samples, double
   std::size_t best = to;
   double bestDb = 1e9;
   for (std::size_t start = from; start + frameLength <= to; start += frameLength / 2) {
-    double db = frameDb(samples.subspan(start, frameLength));
+    double db = levelDb(samples.subspan(start, frameLength));
     if (db < bestDb) {
       bestDb = db;
       best = start + frameLength / 2;

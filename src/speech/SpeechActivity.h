@@ -13,6 +13,8 @@ struct SpeechActivity {
   static constexpr double kModulationDb = 12;  // speech varies at least this much
   static constexpr double kMinActiveSeconds = 0.1;
 
+  // The RMS level of a stretch of samples in dB (full scale = 0).
+  static double levelDb(std::span<const float> samples);
   static bool hasSpeech(std::span<const float> samples, double sampleRate);
   // The sample index, between `from` and `to`, at the middle of the quietest frame: where a
   // long recording can be cut into pieces without splitting a word, as far as possible.

@@ -16,9 +16,8 @@ TEST(AppSettingsTest, FreshDomainWritesTheNormalisedKeys) {
 
   std::vector<std::string> keys = store.keys();
   std::sort(keys.begin(), keys.end());
-  EXPECT_EQ(keys,
-            (std::vector<std::string>{"betaUpload", "cleanupLevel", "deviceID",
-                                      "dictationMicrophoneSelection", "openAtLogin", "useDictationEngine"}));
+  EXPECT_EQ(keys, (std::vector<std::string>{"betaUpload", "cleanupLevel", "deviceID",
+                                            "dictationMicrophoneSelection", "openAtLogin"}));
   EXPECT_EQ(store.string("cleanupLevel"), "light");
   EXPECT_EQ(store.string("dictationMicrophoneSelection"), "built-in");
   EXPECT_EQ(store.string("deviceID"), settings.deviceID());
@@ -46,7 +45,7 @@ TEST(AppSettingsTest, StoredValuesLoadWithTheirMigrations) {
   const Case cases[] = {
       {{{"cleanupLevel", "medium"}}, "format", "format"},
       {{{"cleanupLevel", "rewrite"}}, "light", "light"},      // unknown
-      {{{"useDictationEngine", true}}, "false", "false"},     // reset at every start
+      {{{"useDictationEngine", true}}, "false", "true"},      // off until the launch resets it
       {{{"recordingMode", "Toggle"}}, "hold", std::nullopt},  // case-sensitive
       {{{"autoPaste", "false"}}, "true", std::nullopt},       // a string is no boolean
       {{{"hotkey", "leftOption"}}, "rightOption", std::nullopt},

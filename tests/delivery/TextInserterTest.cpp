@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 
 #include "base/Diagnostics.h"
 #include "base/ManualLoop.h"
@@ -18,17 +19,42 @@ using Outcome = TextInserter::Outcome;
 
 class FakeClipboard : public Clipboard {
  public:
-  std::uint64_t changeCount() override { return count_; }
+  std::uint64_t changeCount(Deadline deadline) override {
+    deadlines.push_back(deadline);
+    return count_;
+  }
   std::vector<ClipboardItem> readItems() override {
     std::unique_lock lock(mutex_);
     ++reads_;
     opened_.wait(lock, [&] { return !stalled_; });
     return items_;
   }
-  void writeText(std::string_view text) override {
-    set({ClipboardItem{{{"text/plain;charset=utf-8", std::string(text)}}}});
+  bool writeText(std::string_view text, Deadline deadline) override {
+    deadlines.push_back(deadline);
+    writeStarted = std::chrono::steady_clock::now();
+    std::vector<ClipboardItem> items = {ClipboardItem{{{"text/plain;charset=utf-8", std::string(text)}}}};
+    if (!landsInTime) {
+      late_ = std::move(items);
+      return false;
+    }
+    set(std::move(items));
+    return true;
   }
-  void writeItems(const std::vector<ClipboardItem>& items) override { set(items); }
+  bool writeItems(const std::vector<ClipboardItem>& items, Deadline) override {
+    set(items);
+    return true;
+  }
+  void afterWrites(std::function<void()> job) override {
+    if (late_) return afterLate_.push_back(std::move(job));
+    job();
+  }
+  // The write the main thread stopped waiting for lands.
+  void landLate() {
+    set(std::move(*late_));
+    late_.reset();
+    for (auto& job : afterLate_) job();
+    afterLate_.clear();
+  }
 
   // Another program takes the clipboard.
   void set(std::vector<ClipboardItem> items) {
@@ -63,6 +89,13 @@ class FakeClipboard : public Clipboard {
   std::vector<ClipboardItem> items_;
   std::uint64_t count_ = 0;
   int reads_ = 0;
+  std::optional<std::vector<ClipboardItem>> late_;
+  std::vector<std::function<void()>> afterLate_;
+
+ public:
+  std::vector<Deadline> deadlines;  // what the main-thread calls were given
+  Deadline writeStarted;
+  bool landsInTime = true;
 };
 
 class FakeKeys : public KeyPoster {
@@ -198,11 +231,51 @@ TEST(TextInserter, EmptyClipboardLeavesTheTextAndAnEmptyPendingSnapshot) {
 
 TEST(TextInserter, EmptyTextTouchesNothing) {
   Harness h;
-  auto before = h.clipboard.changeCount();
+  auto before = h.clipboard.changeCount({});
   EXPECT_EQ(h.inserter.insert("", true, 1), Outcome::copiedToClipboard);
-  EXPECT_EQ(h.clipboard.changeCount(), before);
+  EXPECT_EQ(h.clipboard.changeCount({}), before);
   EXPECT_TRUE(h.keys.chords.empty());
   EXPECT_EQ(h.clipboard.reads(), 0);
+}
+
+TEST(TextInserter, OneDeadlineBoundsEveryWaitOfAnInsert) {
+  struct Case {
+    const char* name;
+    bool pendingFirst;  // a second paste checks the pending snapshot's count first
+    bool stalled;       // the snapshot never answers
+  };
+  for (const Case& c :
+       {Case{"fresh", false, false}, Case{"reuse", true, false}, Case{"stalled", false, true}}) {
+    Harness h;
+    if (c.pendingFirst) h.inserter.insert("one ", true, 1);
+    h.clipboard.stall(c.stalled);
+    h.clipboard.deadlines.clear();
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(h.inserter.insert("two ", true, 2), Outcome::pastedAtCursor) << c.name;
+    auto& seen = h.clipboard.deadlines;
+    ASSERT_GE(seen.size(), c.pendingFirst ? 3u : 2u) << c.name;
+    for (auto deadline : seen) EXPECT_EQ(deadline, seen.front()) << c.name;
+    EXPECT_LT(seen.front() - start, ClipboardTextInserter::kMainThreadLimit + 5ms) << c.name;
+    // Even a snapshot that never answers leaves the write time before the deadline.
+    EXPECT_LT(h.clipboard.writeStarted, seen.front()) << c.name;
+    h.clipboard.stall(false);
+  }
+}
+
+TEST(TextInserter, ChordWaitsForAWriteThatLandsLate) {
+  Harness h;
+  h.clipboard.landsInTime = false;
+  EXPECT_EQ(h.inserter.insert("late ", true, 1), Outcome::pastedAtCursor);
+  h.loop.advance(1s);
+  EXPECT_TRUE(h.keys.chords.empty());  // the clipboard still holds the user's contents
+  EXPECT_EQ(h.clipboard.items(), kUserClipboard);
+  h.clipboard.landLate();
+  h.loop.runUntilIdle();
+  EXPECT_EQ(h.keys.chords.size(), 1u);
+  EXPECT_EQ(h.clipboard.text(), "late ");
+  h.loop.advance(600ms);
+  EXPECT_EQ(h.clipboard.items(), kUserClipboard);
+  EXPECT_EQ(h.results, std::vector{ClipboardRestorer::Result::restored});
 }
 
 TEST(TextInserter, HeldAltDelaysTheChordOnceBy45ms) {

@@ -254,6 +254,27 @@ TEST_F(X11Delivery, TerminalsGetCtrlShiftV) {
   }
 }
 
+TEST_F(X11Delivery, ARealXtermGetsCtrlShiftVAndTheText) {
+  if (!fs::exists("/usr/bin/xterm")) GTEST_SKIP() << "xterm is not installed";
+  // Stock xterm binds no paste chord; this one is set up as its users do for Ctrl+Shift+V. It
+  // covers the pointer, so it has the keyboard without a window manager; the shell writes the
+  // line it reads.
+  const fs::path out = dir_.path() / "xterm.txt";
+  Background term({"/usr/bin/xterm", "-geometry", "220x70+0+0", "-xrm",
+                   "XTerm*VT100.translations: #override Ctrl Shift <Key>V: insert-selection(CLIPBOARD)", "-e",
+                   "/bin/sh", "-c", "IFS= read -r line; printf %s \"$line\" > " + out.string()},
+                  env_, dir_.path() / "xterm.out");
+  auto keys = X11KeyPoster::open(server_->display().c_str());
+  ASSERT_TRUE(keys);
+  ASSERT_TRUE(waitFor([&] {
+    return keys->focusedWindowClasses() == std::vector<std::string>{"xterm", "XTerm"};
+  }));
+  std::this_thread::sleep_for(300ms);  // the shell starts reading
+  auto json = paste({"pasted into xterm\n"});
+  EXPECT_EQ(json["pasteKey"], "ctrl+shift+v");
+  EXPECT_TRUE(waitFor([&] { return readAll(out) == "pasted into xterm"; })) << readAll(out);
+}
+
 TEST_F(X11Delivery, LargeClipboardTravelsInChunksOrIsSkipped) {
   openField();
   // Our own copy-only delivery holds it, served in INCR chunks to whoever reads it.

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <thread>
@@ -84,6 +87,70 @@ TEST(DesktopProgram, FaultsAtStartAreClearMessagesNotCrashes) {
       keptAside += entry.path().filename().string().starts_with("defaults.json.corrupt-");
     EXPECT_EQ(keptAside, 1);
   }
+}
+
+TEST(DesktopProgram, SlowAudioServerTalkKeyWithoutBackEndAndLostDisplay) {
+  {
+    // An audio server that accepts and never answers: a full wait would hold the launch 3 s.
+    ProgramHome home;
+    int hung = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    (home.dir / "pulse").string().copy(address.sun_path, sizeof(address.sun_path) - 1);
+    ASSERT_EQ(bind(hung, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    ASSERT_EQ(listen(hung, 4), 0);
+    home.env["PULSE_SERVER"] = "unix:" + (home.dir / "pulse").string();
+    auto started = std::chrono::steady_clock::now();
+    auto program = home.start();
+    auto launched = [&] {
+      return readFile(home.dir / "murvelo.log").find("launch pid=") != std::string::npos;
+    };
+    while (!launched() && std::chrono::steady_clock::now() - started < std::chrono::seconds(10))
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(2500));
+    EXPECT_NE(readFile(home.dir / "murvelo.log").find("mic=false"), std::string::npos);
+    EXPECT_TRUE(program->running());
+    close(hung);
+  }
+  {
+    // A Wayland session without access to the keyboards: the key cannot be watched, the
+    // compositor's binding still dictates.
+    ProgramHome home;
+    home.env["WAYLAND_DISPLAY"] = "murvelo-test-absent";
+    auto program = home.start();
+    ASSERT_TRUE(home.waitForSocket());
+    for (const char* request : {"start", "stop"})
+      EXPECT_EQ(home.cli({"talk", request}).exitCode, 0) << request;
+    EXPECT_TRUE(program->running());
+    EXPECT_NE(readFile(home.dir / "murvelo.log").find("murvelo-cli talk"), std::string::npos);
+  }
+  {
+    auto display = std::make_unique<PrivateDisplay>();
+    ASSERT_TRUE(display->ok());
+    ProgramHome home;
+    home.env["DISPLAY"] = display->name();
+    auto program = home.start();
+    ASSERT_TRUE(home.waitForSocket());
+    display.reset();
+    EXPECT_EQ(program->waitExit(10000), 1);
+    EXPECT_NE(readFile(home.dir / "murvelo.log").find("exiting"), std::string::npos);
+  }
+}
+
+TEST(DesktopProgram, OnlyTheLaunchTurnsStreamingOff) {
+  ProgramHome home;
+  auto stored = [&] { return readFile(home.dir / "config" / "murvelo" / "defaults.json"); };
+  ASSERT_EQ(home.cli({"settings", "set", "useDictationEngine", "true"}).exitCode, 0);
+  ASSERT_EQ(home.cli({"settings", "set", "autoPaste", "false"}).exitCode, 0);
+  EXPECT_NE(stored().find("\"useDictationEngine\": true"), std::string::npos) << stored();
+  // The launch writes false; the engine's warm-up, a while later, turns it on again.
+  auto program = home.start();
+  bool sawOff = false;
+  for (int i = 0; i < 500 && !sawOff; ++i) {
+    sawOff = stored().find("\"useDictationEngine\": false") != std::string::npos;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_TRUE(sawOff);
 }
 
 TEST(DesktopProgram, LoginItemFollowsTheSetting) {

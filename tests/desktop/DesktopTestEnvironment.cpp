@@ -1,5 +1,7 @@
 #include "desktop/DesktopTestEnvironment.h"
 
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -7,6 +9,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <functional>
 #include <thread>
 
 namespace murvelo::test {
@@ -86,6 +89,72 @@ void BackgroundProcess::terminate() {
     kill(pid_, SIGKILL);
     waitExit(3000);
   }
+}
+
+struct XDesk::State {
+  Display* display = XOpenDisplay(nullptr);
+
+  ~State() {
+    if (display) XCloseDisplay(display);
+  }
+  std::string nameOf(Window w) {
+    char* name = nullptr;
+    if (!XFetchName(display, w, &name) || !name) return {};
+    std::string out(name);
+    XFree(name);
+    return out;
+  }
+  Window findTop(const std::function<bool(Window, const XWindowAttributes&)>& match) {
+    Window root = None, parent = None, *children = nullptr;
+    unsigned count = 0;
+    Window found = None;
+    if (!XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count)) return None;
+    for (unsigned i = 0; i < count && found == None; ++i) {
+      XWindowAttributes a;
+      if (XGetWindowAttributes(display, children[i], &a) && match(children[i], a)) found = children[i];
+    }
+    if (children) XFree(children);
+    return found;
+  }
+};
+
+XDesk::XDesk() : state_(std::make_unique<State>()) {}
+XDesk::~XDesk() = default;
+
+bool XDesk::ok() const {
+  int ignored = 0;
+  return state_->display && XTestQueryExtension(state_->display, &ignored, &ignored, &ignored, &ignored);
+}
+
+void XDesk::key(unsigned keycode, bool down) {
+  XTestFakeKeyEvent(state_->display, keycode, down, CurrentTime);
+  XSync(state_->display, False);
+}
+
+bool XDesk::mapped(int width, int height) {
+  return state_->findTop([&](Window, const XWindowAttributes& a) {
+    return a.map_state == IsViewable && a.width == width && a.height == height;
+  }) != None;
+}
+
+unsigned long XDesk::titled(const std::string& title) {
+  return state_->findTop([&](Window w, const XWindowAttributes&) { return state_->nameOf(w) == title; });
+}
+
+std::string XDesk::focusedTitle() {
+  Display* d = state_->display;
+  Window focus = None;
+  int revert = 0;
+  XGetInputFocus(d, &focus, &revert);
+  for (Window w = focus; w != None && w != PointerRoot && w != DefaultRootWindow(d);) {
+    if (auto name = state_->nameOf(w); !name.empty()) return name;
+    Window root = None, parent = None, *children = nullptr;
+    unsigned count = 0;
+    if (!XQueryTree(d, w, &root, &parent, &children, &count)) break;
+    if (children) XFree(children);
+    w = parent;
+  }
+  return {};
 }
 
 std::filesystem::path screenshotDir() {

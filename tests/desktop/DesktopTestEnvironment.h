@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,29 @@ class BackgroundProcess {
  private:
   pid_t pid_ = -1;
   int exitCode_ = -1;
+};
+
+// What a user's hands and eyes do on the X display ($DISPLAY): press keys through XTest, see which
+// windows are up and which one has the keyboard focus.
+class XDesk {
+ public:
+  XDesk();
+  ~XDesk();
+  XDesk(const XDesk&) = delete;
+  XDesk& operator=(const XDesk&) = delete;
+
+  bool ok() const;  // the display answers and has XTest
+  void key(unsigned keycode, bool down);
+  // Whether a viewable top-level window of exactly this size is up.
+  bool mapped(int width, int height);
+  // The top-level window with this title; 0 when none.
+  unsigned long titled(const std::string& title);
+  // The title of the top-level window that holds the keyboard focus.
+  std::string focusedTitle();
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
 };
 
 // Where the screenshots of the test run go: <build>/screenshots.

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <mutex>
 #include <random>
 #include <thread>
 
@@ -187,6 +188,54 @@ TEST_F(WhisperIntegrationTest, SyntheticModelLoadsStreamsAndFinishesInsideTheRac
   }
   EXPECT_FALSE(engine.finalization().hasQuarantinedFinalizer());
   EXPECT_FALSE(transcribe(engine, loop, clips[0].file).empty());
+}
+
+// Recorded speech with its pauses, fed faster than real time in uneven chunks: the pieces the
+// sessions decode cover every sample once, whether cut while the key is held or at the end.
+TEST_F(WhisperIntegrationTest, EverySampleReachesExactlyOnePiece) {
+  auto whisper = std::make_shared<WhisperRecognizer>(model(), WhisperRecognizer::defaultThreads());
+  ASSERT_TRUE(whisper->ensureAssets());
+  auto clips = librivoxClips();
+  if (clips.size() < 5) GTEST_SKIP() << "pocketsphinx-testdata is not installed";
+  std::vector<float> speech;
+  for (const auto& clip : clips) {
+    auto samples = readAudioFile(clip.file, WhisperRecognizer::kSampleRate);
+    ASSERT_TRUE(samples.ok());
+    speech.insert(speech.end(), samples.value().begin(), samples.value().end());
+  }
+  std::mutex mutex;
+  std::vector<std::pair<std::size_t, std::size_t>> pieces;
+  whisper->setPieceObserver([&](std::size_t start, std::size_t end) {
+    std::lock_guard lock(mutex);
+    pieces.emplace_back(start, end);
+  });
+  std::mt19937 random(7);
+  std::uniform_int_distribution<std::size_t> chunk(160, 3200);
+  // Streaming: 12 s cut at pauses while fed; file: 49 s, longer than one whisper window.
+  std::vector<float> twice = speech;
+  twice.insert(twice.end(), speech.begin(), speech.end());
+  speech.resize(12 * 16000);
+  for (auto [mode, audio] :
+       {std::pair{Recognizer::Mode::streaming, &speech}, std::pair{Recognizer::Mode::file, &twice}}) {
+    const std::vector<float>& input = *audio;
+    pieces.clear();
+    std::string text;
+    auto session = whisper->makeSession(mode, [&](std::string_view t) { text += t; });
+    ASSERT_TRUE(session.ok());
+    for (std::size_t at = 0; at < input.size();) {
+      std::size_t n = std::min(chunk(random), input.size() - at);
+      ASSERT_TRUE(session.value()->feed(std::span(input).subspan(at, n)));
+      at += n;
+      if (mode == Recognizer::Mode::streaming) std::this_thread::sleep_for(2ms);
+    }
+    ASSERT_TRUE(session.value()->finish());
+    std::lock_guard lock(mutex);
+    ASSERT_GE(pieces.size(), 2u) << input.size() / 16000 << " s of audio in one piece";
+    EXPECT_EQ(pieces.front().first, 0u);
+    EXPECT_EQ(pieces.back().second, input.size());
+    for (std::size_t i = 1; i < pieces.size(); ++i) EXPECT_EQ(pieces[i].first, pieces[i - 1].second) << i;
+  }
+  whisper->setPieceObserver(nullptr);
 }
 
 TEST_F(WhisperIntegrationTest, SilenceAndNoiseGiveNoText) {

@@ -158,13 +158,15 @@ void PulseCaptureSession::deliver(const void* data, std::size_t bytes) {
   });
 }
 
-bool PulseCaptureSession::waitLocked(const std::function<bool()>& done) {
+bool PulseCaptureSession::waitLocked(const std::function<bool()>& done,
+                                     std::optional<std::chrono::milliseconds> limit) {
   if (done()) return true;
   Timeout timeout{false, mainloop_};
   pa_mainloop_api* api = pa_threaded_mainloop_get_api(mainloop_);
   struct timeval due;
   pa_gettimeofday(&due);
-  pa_timeval_add(&due, static_cast<pa_usec_t>(options_.connectTimeoutMs) * PA_USEC_PER_MSEC);
+  const auto waitMs = limit ? static_cast<pa_usec_t>(limit->count()) : options_.connectTimeoutMs;
+  pa_timeval_add(&due, waitMs * PA_USEC_PER_MSEC);
   pa_time_event* event = api->time_new(api, &due, &Callbacks::timeout, &timeout);
   while (!done() && !timeout.fired) pa_threaded_mainloop_wait(mainloop_);
   api->time_free(event);
@@ -173,7 +175,7 @@ bool PulseCaptureSession::waitLocked(const std::function<bool()>& done) {
 
 // ---- context ----
 
-bool PulseCaptureSession::ensureContextLocked() {
+bool PulseCaptureSession::ensureContextLocked(std::optional<std::chrono::milliseconds> limit) {
   if (!mainloop_) return false;
   if (context_ && pa_context_get_state(context_) == PA_CONTEXT_READY) return true;
   dropContextLocked();
@@ -185,10 +187,12 @@ bool PulseCaptureSession::ensureContextLocked() {
     dropContextLocked();
     return false;
   }
-  waitLocked([this] {
-    pa_context_state_t state = pa_context_get_state(context_);
-    return state == PA_CONTEXT_READY || !PA_CONTEXT_IS_GOOD(state);
-  });
+  waitLocked(
+      [this] {
+        pa_context_state_t state = pa_context_get_state(context_);
+        return state == PA_CONTEXT_READY || !PA_CONTEXT_IS_GOOD(state);
+      },
+      limit);
   if (pa_context_get_state(context_) != PA_CONTEXT_READY) {
     kLog.warning(std::string("audio server not reachable: ") + pa_strerror(pa_context_errno(context_)));
     dropContextLocked();
@@ -218,6 +222,14 @@ bool PulseCaptureSession::serverReachable() {
   if (!mainloop_) return false;
   pa_threaded_mainloop_lock(mainloop_);
   bool reachable = ensureContextLocked();
+  pa_threaded_mainloop_unlock(mainloop_);
+  return reachable;
+}
+
+bool PulseCaptureSession::serverReachable(std::chrono::milliseconds limit) {
+  if (!mainloop_) return false;
+  pa_threaded_mainloop_lock(mainloop_);
+  bool reachable = ensureContextLocked(limit);
   pa_threaded_mainloop_unlock(mainloop_);
   return reachable;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -40,6 +41,8 @@ class PulseCaptureSession : public CaptureSession {
 
   void setHandlers(BufferHandler buffers, EventHandler events) override;
   bool serverReachable() override;
+  // The same, waiting at most `limit` for a server that is slow to answer (the launch's quick look).
+  bool serverReachable(std::chrono::milliseconds limit);
   DeviceList discover() override;
   std::optional<ConfigureFailure> configure(const CaptureDevice& device, double sampleRate) override;
   void teardown() override;
@@ -56,12 +59,13 @@ class PulseCaptureSession : public CaptureSession {
   struct Callbacks;
 
  private:
-  bool ensureContextLocked();
+  bool ensureContextLocked(std::optional<std::chrono::milliseconds> limit = std::nullopt);
   void dropContextLocked();
   void closeStreamLocked();
   void emit(SessionEvent event);
   void deliver(const void* data, std::size_t bytes);
-  bool waitLocked(const std::function<bool()>& done);
+  bool waitLocked(const std::function<bool()>& done,
+                  std::optional<std::chrono::milliseconds> limit = std::nullopt);
   // Waits for a server request to finish; false when it failed or ran out of time.
   bool runLocked(pa_operation* op);
 

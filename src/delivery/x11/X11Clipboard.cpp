@@ -13,21 +13,12 @@
 #include <map>
 #include <optional>
 
+#include "delivery/x11/XlibSetup.h"
+
 namespace murvelo {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-// Xlib's default handler ends the process; a requestor that vanished mid-transfer must not.
-int ignoreXError(Display*, XErrorEvent*) { return 0; }
-
-void prepareXlib() {
-  static std::once_flag once;
-  std::call_once(once, [] {
-    XInitThreads();
-    XSetErrorHandler(ignoreXError);
-  });
-}
 
 // Targets that describe the selection rather than hold its contents.
 bool isMetaTarget(const std::string& name) {
@@ -434,45 +425,55 @@ X11Clipboard::~X11Clipboard() {
   if (state_->thread.joinable()) state_->thread.join();
 }
 
-bool X11Clipboard::onWorker(std::function<void()> job, std::chrono::milliseconds limit) {
-  auto done = std::make_shared<std::pair<std::mutex, std::condition_variable>>();
-  auto finished = std::make_shared<bool>(false);
+void X11Clipboard::enqueue(std::function<void()> job) {
   {
     std::lock_guard lock(state_->mutex);
-    state_->jobs.push_back([job = std::move(job), done, finished] {
-      job();
-      std::lock_guard lock(done->first);
-      *finished = true;
-      done->second.notify_all();
-    });
+    state_->jobs.push_back(std::move(job));
   }
   std::uint64_t one = 1;
   [[maybe_unused]] auto n = write(state_->wake, &one, sizeof one);
-  std::unique_lock lock(done->first);
-  return done->second.wait_for(lock, limit, [&] { return *finished; });
 }
 
-std::uint64_t X11Clipboard::changeCount() {
+bool X11Clipboard::onWorker(std::function<void()> job, Deadline deadline) {
+  auto done = std::make_shared<std::pair<std::mutex, std::condition_variable>>();
+  auto finished = std::make_shared<bool>(false);
+  enqueue([job = std::move(job), done, finished] {
+    job();
+    std::lock_guard lock(done->first);
+    *finished = true;
+    done->second.notify_all();
+  });
+  std::unique_lock lock(done->first);
+  return done->second.wait_until(lock, deadline, [&] { return *finished; });
+}
+
+// The worker runs jobs in order, so this one comes after every write already handed over.
+void X11Clipboard::afterWrites(std::function<void()> job) { enqueue(std::move(job)); }
+
+std::uint64_t X11Clipboard::changeCount(Deadline deadline) {
   State* s = state_.get();
-  // Bring in every owner change the server has seen so far.
-  onWorker(
-      [s] {
-        XSync(s->owner, False);
-        s->drainEvents();
-      },
-      std::chrono::milliseconds(100));
+  // Bring in every owner change the server has seen so far. A write that returned true has counted
+  // itself already, so past the deadline this can only miss other programs' changes.
+  if (Clock::now() < deadline) {
+    onWorker(
+        [s] {
+          XSync(s->owner, False);
+          s->drainEvents();
+        },
+        deadline);
+  }
   return s->count.load();
 }
 
 bool X11Clipboard::owned() {
-  changeCount();  // brings in a SelectionClear that is on its way
+  changeCount(Clock::now() + std::chrono::milliseconds(100));  // brings in a SelectionClear on its way
   std::lock_guard lock(state_->mutex);
   return state_->offer != nullptr;
 }
 
 std::vector<ClipboardItem> X11Clipboard::readItems() { return state_->read(); }
 
-void X11Clipboard::writeText(std::string_view text) {
+bool X11Clipboard::writeText(std::string_view text, Deadline deadline) {
   State* s = state_.get();
   auto data = std::make_shared<const std::string>(text);
   auto offer = std::make_shared<State::Offer>();
@@ -482,10 +483,10 @@ void X11Clipboard::writeText(std::string_view text) {
     offer->types.emplace_back(XA_STRING, data);
     offer->types.emplace_back(s->textPlain, data);
   }
-  onWorker([s, offer] { s->own(offer); }, std::chrono::milliseconds(200));
+  return onWorker([s, offer] { s->own(offer); }, deadline);
 }
 
-void X11Clipboard::writeItems(const std::vector<ClipboardItem>& items) {
+bool X11Clipboard::writeItems(const std::vector<ClipboardItem>& items, Deadline deadline) {
   State* s = state_.get();
   // One selection holds one item: the types of all items together, the first of each type kept.
   auto offer = std::make_shared<State::Offer>();
@@ -494,13 +495,13 @@ void X11Clipboard::writeItems(const std::vector<ClipboardItem>& items) {
     for (const auto& [type, bytes] : item.entries)
       if (std::none_of(named.begin(), named.end(), [&](auto& n) { return n.first == type; }))
         named.emplace_back(type, std::make_shared<const std::string>(bytes));
-  onWorker(
+  return onWorker(
       [s, offer, named = std::move(named)] {
         for (const auto& [type, data] : named)
           offer->types.emplace_back(XInternAtom(s->owner, type.c_str(), False), data);
         s->own(offer);
       },
-      std::chrono::milliseconds(200));
+      deadline);
 }
 
 }  // namespace murvelo

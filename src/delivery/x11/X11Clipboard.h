@@ -26,10 +26,11 @@ class X11Clipboard : public Clipboard {
                                             std::chrono::milliseconds readLimit = std::chrono::seconds(1));
   ~X11Clipboard() override;
 
-  std::uint64_t changeCount() override;
+  std::uint64_t changeCount(Deadline deadline) override;
   std::vector<ClipboardItem> readItems() override;
-  void writeText(std::string_view text) override;
-  void writeItems(const std::vector<ClipboardItem>& items) override;
+  bool writeText(std::string_view text, Deadline deadline) override;
+  bool writeItems(const std::vector<ClipboardItem>& items, Deadline deadline) override;
+  void afterWrites(std::function<void()> job) override;
 
   // Whether we still hold the clipboard (nobody has taken it since our last write).
   bool owned();
@@ -38,8 +39,9 @@ class X11Clipboard : public Clipboard {
 
  private:
   explicit X11Clipboard(std::unique_ptr<State> state);
-  // Runs `job` on the worker and waits for it at most `limit`; false when it did not finish.
-  bool onWorker(std::function<void()> job, std::chrono::milliseconds limit);
+  void enqueue(std::function<void()> job);
+  // Runs `job` on the worker and waits for it until `deadline`; false when it did not finish.
+  bool onWorker(std::function<void()> job, Deadline deadline);
 
   std::unique_ptr<State> state_;
 };

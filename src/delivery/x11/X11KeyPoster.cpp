@@ -8,13 +8,9 @@
 
 #include <mutex>
 
+#include "delivery/x11/XlibSetup.h"
+
 namespace murvelo {
-namespace {
-
-int ignoreXError(Display*, XErrorEvent*) { return 0; }
-
-}  // namespace
-
 struct X11KeyPoster::State {
   Display* display = nullptr;
   bool xtest = false;
@@ -38,11 +34,7 @@ struct X11KeyPoster::State {
 
 std::unique_ptr<X11KeyPoster> X11KeyPoster::open(const char* display,
                                                  std::vector<unsigned long> talkKeysyms) {
-  static std::once_flag once;
-  std::call_once(once, [] {
-    XInitThreads();
-    XSetErrorHandler(ignoreXError);
-  });
+  prepareXlib();
   auto state = std::make_unique<State>();
   state->display = XOpenDisplay(display);
   if (!state->display) return nullptr;

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "base/Log.h"
+#include "speech/PieceCutter.h"
 #include "speech/SpeechActivity.h"
 #include "speech/WhisperModelFile.h"
 #include "speech/whisper/ComputeModules.h"
@@ -19,12 +20,11 @@ namespace {
 
 const Logger kLog("whisper");
 
-// While the key is held, a piece is decoded once this much audio is waiting; it ends at the
-// quietest moment of its last stretch, so words are rarely cut in two.
-constexpr double kPieceSeconds = 1.5;
-constexpr double kCutSearchSeconds = 0.6;
-// File recognition splits long recordings into pieces no longer than whisper's 30 s window.
-constexpr double kFilePieceSeconds = 25.0;
+// While the key is held, the worker looks for a piece to decode each time this much audio arrived.
+constexpr double kCheckSeconds = 0.1;
+// The end of the previous pieces' text goes with each piece as its prompt, so a sentence cut at a
+// pause keeps its case and punctuation; whisper reads at most half its context as a prompt.
+constexpr std::size_t kPromptChars = 200;
 // whisper.cpp needs a little more than this before it decodes anything.
 constexpr double kMinDecodeSeconds = 1.05;
 
@@ -93,31 +93,28 @@ class WhisperSession : public RecognitionSession {
     if (!error_.empty()) return Status::error(error_);
     // Silence and steady noise give no text, whatever the model would make of them.
     if (!SpeechActivity::hasSpeech(audio_, WhisperRecognizer::kSampleRate)) return Status::ok();
-    double pieceSeconds = mode_ == Recognizer::Mode::file ? kFilePieceSeconds : 1e9;
-    while (decoded_ < audio_.size()) {
-      std::size_t end = cutAfter(decoded_, pieceSeconds);
-      if (Status status = decodePiece(decoded_, end); !status) return status;
+    while (auto piece = cutter_.next(audio_, true)) {
+      if (Status status = decodeCopy(copyOf(*piece)); !status) return status;
     }
     for (const auto& piece : pieces_) onResult_(piece);
     return Status::ok();
   }
 
  private:
-  // Where a piece starting at `start` ends: all that is left when it is short enough, else the
-  // quietest moment before `seconds`.
-  std::size_t cutAfter(std::size_t start, double seconds) const {
-    auto length = static_cast<std::size_t>(seconds * WhisperRecognizer::kSampleRate);
-    if (audio_.size() - start <= length) return audio_.size();
-    auto search = static_cast<std::size_t>(kCutSearchSeconds * WhisperRecognizer::kSampleRate);
-    return SpeechActivity::quietestPoint(audio_, WhisperRecognizer::kSampleRate, start + length - search,
-                                         start + length);
+  std::vector<float> copyOf(PieceCutter::Piece piece) {
+    owner_.notePiece(piece.start, piece.end);
+    return {audio_.begin() + static_cast<std::ptrdiff_t>(piece.start),
+            audio_.begin() + static_cast<std::ptrdiff_t>(piece.end)};
   }
 
-  Status decodePiece(std::size_t start, std::size_t end) {
-    std::vector<float> piece(audio_.begin() + static_cast<std::ptrdiff_t>(start),
-                             audio_.begin() + static_cast<std::ptrdiff_t>(end));
-    decoded_ = end;
-    return decodeCopy(std::move(piece));
+  std::string prompt() const {
+    std::string text;
+    for (const auto& piece : pieces_) text += piece;
+    if (text.size() > kPromptChars) {
+      std::size_t from = text.find(' ', text.size() - kPromptChars);
+      text.erase(0, from == std::string::npos ? text.size() - kPromptChars : from + 1);
+    }
+    return text;
   }
 
   Status decodeCopy(std::vector<float> piece) {
@@ -126,24 +123,23 @@ class WhisperSession : public RecognitionSession {
     auto minimum = static_cast<std::size_t>(kMinDecodeSeconds * WhisperRecognizer::kSampleRate);
     if (piece.size() < minimum) piece.resize(minimum, 0.0f);
     std::string text;
-    if (Status status = owner_.decode(state_, piece, &abort_, text); !status) return status;
+    if (Status status = owner_.decode(state_, piece, &abort_, prompt(), text); !status) return status;
     pieces_.push_back(std::move(text));
     return Status::ok();
   }
 
-  // The streaming worker: decodes each piece as soon as enough audio is waiting.
+  // The streaming worker: decodes each piece as soon as it ends in a pause.
   void work() {
     std::unique_lock lock(mutex_);
-    auto piece = static_cast<std::size_t>(kPieceSeconds * WhisperRecognizer::kSampleRate);
+    const auto step = static_cast<std::size_t>(kCheckSeconds * WhisperRecognizer::kSampleRate);
+    std::size_t checked = 0;
     while (true) {
-      changed_.wait(lock, [&] { return stopping_ || audio_.size() - decoded_ >= piece; });
+      changed_.wait(lock, [&] { return stopping_ || audio_.size() >= checked + step; });
       if (stopping_) return;
-      auto search = static_cast<std::size_t>(kCutSearchSeconds * WhisperRecognizer::kSampleRate);
-      std::size_t end = SpeechActivity::quietestPoint(audio_, WhisperRecognizer::kSampleRate,
-                                                      audio_.size() - search, audio_.size());
-      std::vector<float> copy(audio_.begin() + static_cast<std::ptrdiff_t>(decoded_),
-                              audio_.begin() + static_cast<std::ptrdiff_t>(end));
-      decoded_ = end;
+      checked = audio_.size();
+      auto piece = cutter_.next(audio_, false);
+      if (!piece) continue;
+      std::vector<float> copy = copyOf(*piece);
       lock.unlock();
       Status status = decodeCopy(std::move(copy));
       lock.lock();
@@ -161,7 +157,7 @@ class WhisperSession : public RecognitionSession {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<float> audio_;
-  std::size_t decoded_ = 0;  // audio before this has been handed to the decoder
+  PieceCutter cutter_{WhisperRecognizer::kSampleRate};
   std::vector<std::string> pieces_;
   std::string error_;
   bool stopping_ = false;
@@ -243,8 +239,19 @@ Result<std::unique_ptr<RecognitionSession>, std::string> WhisperRecognizer::make
   return std::unique_ptr<RecognitionSession>(new WhisperSession(*this, state, mode, std::move(onResult)));
 }
 
+void WhisperRecognizer::notePiece(std::size_t start, std::size_t end) {
+  std::lock_guard lock(mutex_);
+  if (pieceObserver_) pieceObserver_(start, end);
+}
+
+void WhisperRecognizer::setPieceObserver(std::function<void(std::size_t, std::size_t)> observer) {
+  std::lock_guard lock(mutex_);
+  pieceObserver_ = std::move(observer);
+}
+
 Status WhisperRecognizer::decode(whisper_state* state, std::span<const float> samples,
-                                 const std::atomic<bool>* abort, std::string& text) {
+                                 const std::atomic<bool>* abort, const std::string& prompt,
+                                 std::string& text) {
   whisper_full_params params = whisper_full_default_params(WHISPER_SAMPLING_GREEDY);
   params.n_threads = threads_;
   params.language = "en";
@@ -262,6 +269,7 @@ Status WhisperRecognizer::decode(whisper_state* state, std::span<const float> sa
   params.temperature = 0.0f;
   params.temperature_inc = 0.0f;  // no re-decoding at higher temperatures: time matters more
   params.greedy.best_of = 1;
+  params.initial_prompt = prompt.empty() ? nullptr : prompt.c_str();
   params.max_tokens = tokenBudget(samples.size());
   params.audio_ctx = encoderWindow(samples.size(), whisper_n_audio_ctx(context_));
   params.abort_callback = [](void* flag) { return static_cast<const std::atomic<bool>*>(flag)->load(); };

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <span>
 #include <vector>
@@ -40,9 +41,14 @@ class WhisperRecognizer : public Recognizer {
 
   const std::filesystem::path& model() const { return model_; }
 
-  // Decodes one piece of audio on `state`; `abort` stops it early when it turns true.
+  // Decodes one piece of audio on `state` after `prompt` (the text before it); `abort` stops it
+  // early when it turns true.
   Status decode(whisper_state* state, std::span<const float> samples, const std::atomic<bool>* abort,
-                std::string& text);
+                const std::string& prompt, std::string& text);
+  // Told the sample range of every piece a session cuts (for the check that pieces neither
+  // overlap nor leave gaps).
+  void setPieceObserver(std::function<void(std::size_t start, std::size_t end)> observer);
+  void notePiece(std::size_t start, std::size_t end);
   whisper_state* acquireState();
   void releaseState(whisper_state* state);
 
@@ -53,6 +59,7 @@ class WhisperRecognizer : public Recognizer {
   whisper_context* context_ = nullptr;
   bool multilingual_ = false;
   std::vector<whisper_state*> idleStates_;
+  std::function<void(std::size_t, std::size_t)> pieceObserver_;
 };
 
 }  // namespace murvelo
