@@ -152,17 +152,28 @@ std::vector<Ref<AtspiAccessible>> children(AtspiAccessible* node) {
 
 }  // namespace
 
+namespace {
+bool atspiConnected = false;
+}  // namespace
+
+bool AtspiAccessibility::connected() { return atspiConnected; }
+
 bool AtspiAccessibility::connect() {
-  static const bool connected = [] {
-    // Messages of the accessibility bus go to a context of our own, never the default one a GUI
-    // toolkit may be running on another thread.
-    static GMainContext* context = g_main_context_new();
-    if (atspi_init() > 1) return false;
-    atspi_set_main_context(context);
-    atspi_set_timeout(kCallTimeoutMs, kCallTimeoutMs);
-    return true;
-  }();
-  return connected;
+  static std::chrono::steady_clock::time_point nextTry;
+  if (atspiConnected) return true;
+  const auto now = std::chrono::steady_clock::now();
+  if (now < nextTry) return false;
+  nextTry = now + kRetryInterval;
+  // Found first without initialising libatspi: once initialised without a bus it never looks
+  // again, and its calls would abort the process.
+  if (!atspi_get_a11y_bus()) return false;
+  if (atspi_init() > 1) return false;
+  // Messages of the accessibility bus go to a context of our own, never the default one a GUI
+  // toolkit may be running on another thread.
+  atspi_set_main_context(g_main_context_new());
+  atspi_set_timeout(kCallTimeoutMs, kCallTimeoutMs);
+  atspiConnected = true;
+  return true;
 }
 
 std::unique_ptr<FocusedText> AtspiAccessibility::focusedText() {

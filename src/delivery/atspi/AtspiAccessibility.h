@@ -11,9 +11,12 @@ namespace murvelo {
 // process-wide state, so one thread makes every call (AtspiCursorContextReader's worker).
 class AtspiAccessibility : public Accessibility {
  public:
-  // Connects to the accessibility bus once per process; false when there is none. Every call
-  // is then bounded by the 0.1 s time-out.
+  // Connects to the accessibility bus, once per process; false while there is none. Without a
+  // bus it asks again at most once a second, so a bus that starts later (the desktop session
+  // comes up after the program) is still found. Every call is then bounded by the 0.1 s time-out.
   static bool connect();
+  static bool connected();
+  static constexpr std::chrono::milliseconds kRetryInterval{1000};
 
   // Gives up looking for the focused element at `deadline`.
   explicit AtspiAccessibility(std::chrono::steady_clock::time_point deadline) : deadline_(deadline) {}

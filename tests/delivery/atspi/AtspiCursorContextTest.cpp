@@ -6,8 +6,10 @@
 #include <chrono>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <thread>
 
 #include "base/EventLoop.h"
+#include "delivery/atspi/AtspiAccessibility.h"
 #include "delivery/atspi/AtspiCursorContextReader.h"
 #include "support/AtspiSession.h"
 #include "support/GtkTextWindow.h"
@@ -118,6 +120,33 @@ TEST_F(AtspiCursorContext, AnswersOnTheMainLoop) {
   loop.run();
   ASSERT_TRUE(got);
   EXPECT_EQ(*got, CursorContext::fromText("Dear Ann, thanks"));
+}
+
+// libatspi's connection is process-wide, so this needs a process of its own (ctest runs each
+// test alone).
+TEST_F(AtspiCursorContext, ABusThatComesUpLaterIsFound) {
+  if (AtspiAccessibility::connected())
+    GTEST_SKIP() << "this process is connected already; run the test alone";
+  GtkTextWindow window;
+  ASSERT_TRUE(window.open(xvfb_->display(), field("Dear Ann"))) << window.log();
+  auto readOnce = [] {
+    EventLoop loop;
+    std::optional<CursorContext> got;
+    AtspiCursorContextReader reader(&loop);
+    reader.read([&](CursorContext context) {
+      got = context;
+      loop.quit();
+    });
+    loop.run();
+    return got.value_or(CursorContext::fromText("not answered"));
+  };
+  // An accessibility bus that is not there yet (libdbus reads the session bus's address once per
+  // process, so the absent bus is named through AT-SPI's own variable).
+  setenv("AT_SPI_BUS_ADDRESS", ("unix:path=" + (session_->dir() / "absent").string()).c_str(), 1);
+  EXPECT_EQ(readOnce(), CursorContext::unavailable());
+  unsetenv("AT_SPI_BUS_ADDRESS");
+  std::this_thread::sleep_for(AtspiAccessibility::kRetryInterval + std::chrono::milliseconds(100));
+  EXPECT_EQ(readOnce(), CursorContext::fromText("Dear Ann"));
 }
 
 TEST_F(AtspiCursorContext, DictationIntoTheFocusedFieldTakesItsContext) {
