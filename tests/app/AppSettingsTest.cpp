@@ -32,7 +32,6 @@ std::string valueOf(const AppSettings& s, const std::string& key) {
   if (key == "autoPaste") return flag(s.autoPaste());
   if (key == "useDictationEngine") return flag(s.useDictationEngine());
   if (key == "betaUpload") return flag(s.betaUpload());
-  if (key == "openAtLogin") return flag(s.openAtLogin());
   if (key == "deviceID") return s.deviceID();
   return s.microphoneStartupHistory().samples.empty() ? "empty" : "samples";
 }
@@ -45,17 +44,12 @@ TEST(AppSettingsTest, StoredValuesLoadWithTheirMigrations) {
   };
   const Case cases[] = {
       {{{"cleanupLevel", "medium"}}, "format", "format"},
-      {{{"cleanupLevel", "rewrite"}}, "light", "light"},  // unknown
-      {{{"cleanupLevel", "none"}}, "none", std::nullopt},
-      {{{"useDictationEngine", true}}, "false", "true"},  // off until the launch resets it
+      {{{"cleanupLevel", "rewrite"}}, "light", "light"},      // unknown
+      {{{"useDictationEngine", true}}, "false", "true"},      // off until the launch resets it
       {{{"recordingMode", "Toggle"}}, "hold", std::nullopt},  // case-sensitive
-      {{{"recordingMode", "toggle"}}, "toggle", std::nullopt},
-      {{{"autoPaste", "false"}}, "true", std::nullopt},  // a string is no boolean
-      {{{"autoPaste", false}}, "false", std::nullopt},
+      {{{"autoPaste", "false"}}, "true", std::nullopt},       // a string is no boolean
       {{{"hotkey", "leftOption"}}, "rightOption", std::nullopt},
-      {{{"hotkey", "fn"}}, "fn", std::nullopt},
       {{{"betaUpload", 0}}, "true", "true"},
-      {{{"openAtLogin", false}}, "false", std::nullopt},
       {{{"deviceID", "my-install"}}, "my-install", std::nullopt},
       {{{"microphoneStartupHistory", {{"data", "bm90IGpzb24="}}}}, "empty", std::nullopt},  // undecodable
   };

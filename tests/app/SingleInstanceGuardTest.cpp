@@ -131,20 +131,6 @@ TEST(SingleInstanceGuard, WaiterStartsTheProgramOnceTheProcessHasEnded) {
   EXPECT_TRUE(test::waitUntil([&] { return std::filesystem::exists(marker); }));
 }
 
-TEST(LoginItem, EntryFollowsTheSetting) {
-  test::TempDir dir;
-  LoginItem item(dir / "autostart", "/opt/Mur velo/murvelo");
-  EXPECT_FALSE(item.installed());
-  ASSERT_TRUE(item.apply(true));
-  EXPECT_EQ(item.file().filename(), "com.murvelo.Murvelo.desktop");
-  std::string text = test::readFile(item.file());
-  EXPECT_NE(text.find("\nExec=\"/opt/Mur velo/murvelo\"\n"), std::string::npos) << text;
-  EXPECT_TRUE(item.apply(true));
-  ASSERT_TRUE(item.apply(false));
-  EXPECT_FALSE(item.installed());
-  EXPECT_TRUE(item.apply(false)) << "removing what is not there is fine";
-}
-
 TEST(LoginItem, ExecArgumentEscapes) {
   const std::pair<std::string, std::string> cases[] = {
       {"/usr/bin/murvelo", "/usr/bin/murvelo"},

@@ -62,31 +62,15 @@ class AudioRecorderTest : public ::testing::Test {
 
 // ---- configuration ----
 
-TEST_F(AudioRecorderTest, CapturesAtTheDeviceRateOrAt48kWhenTheDeviceHasNone) {
-  struct Case {
-    double deviceRate;
-    double expected;
-    const char* log;
-  };
-  for (const Case& c : {Case{44100, 44100,
-                             "mic capture configured: AVCaptureSession 44100.000000Hz mono float "
-                             "(device Desk mic)"},
-                        Case{0, 48000,
-                             "mic capture configured: AVCaptureSession 48000.000000Hz mono float "
-                             "(device Desk mic)"}}) {
-    test::ScopedLogCapture capture;
-    FakeCaptureSession fresh;
-    fresh.found.devices = {device("desk", "Desk mic", c.deviceRate)};
-    fresh.found.defaultID = "desk";
-    AudioRecorder r(loop, fresh, [] { return MicrophoneSelection::systemDefault(); });
-    auto started = r.start(nullptr);
-    ASSERT_TRUE(started.ok());
-    EXPECT_EQ(started.value()->format().sampleRate, c.expected);
-    EXPECT_EQ(r.inputFormat()->sampleRate, c.expected);
-    EXPECT_EQ(r.facts().deviceName, "Desk mic");
-    EXPECT_TRUE(capture.sink().has(c.log)) << c.log;
-    r.stop();
-  }
+TEST_F(AudioRecorderTest, CapturesAt48kWhenTheDeviceNamesNoRate) {
+  session.found.devices = {device("desk", "Desk mic", 0)};
+  session.found.defaultID = "desk";
+  selection = MicrophoneSelection::systemDefault();
+  auto stream = startOK();
+  ASSERT_TRUE(stream);
+  EXPECT_EQ(stream->format().sampleRate, 48000);
+  EXPECT_TRUE(logs.sink().has(
+      "mic capture configured: AVCaptureSession 48000.000000Hz mono float (device Desk mic)"));
 }
 
 TEST_F(AudioRecorderTest, ConfigurationFailuresBecomeRecorderErrors) {
@@ -153,30 +137,15 @@ TEST_F(AudioRecorderTest, ReconfiguresOnlyWhenTheResolvedDeviceChanges) {
   EXPECT_EQ(session.configures, 2);
   EXPECT_EQ(session.configuredWith.back(), (std::pair<std::string, double>{"usb", 48000}));
   EXPECT_EQ(recorder.facts().deviceID, "usb");
-
-  // The chosen device disappears: the default takes over.
-  session.found.devices.pop_back();
-  startOK();
-  EXPECT_EQ(recorder.facts().deviceID, "alsa_input.internal");
-  EXPECT_EQ(session.configures, 3);
 }
 
-TEST_F(AudioRecorderTest, BluetoothDefaultIsPassedOverForTheBuiltInMicAndReported) {
+// Chosen as the system default, a Bluetooth input is used as it is.
+TEST_F(AudioRecorderTest, BluetoothChosenAsTheSystemDefaultIsUsed) {
   session.found.devices.push_back(device("bluez_input.headset", "Headset", 16000, false, true));
   session.found.defaultID = "bluez_input.headset";
-  startOK();
-  auto facts = recorder.facts();
-  EXPECT_EQ(facts.deviceID, "alsa_input.internal");
-  EXPECT_TRUE(facts.didSubstituteBuiltInMic);
-  EXPECT_EQ(facts.bypassedDeviceName, "Headset");
-  EXPECT_FALSE(facts.didRecordViaBluetooth);
-  EXPECT_TRUE(logs.sink().has("mic substituted built-in for bluetooth default"));
-  session.deliver({0.1f});
-  recorder.stop();
-
   selection = MicrophoneSelection::systemDefault();
   startOK();
-  facts = recorder.facts();
+  auto facts = recorder.facts();
   EXPECT_EQ(facts.deviceID, "bluez_input.headset");
   EXPECT_FALSE(facts.didSubstituteBuiltInMic);
   EXPECT_EQ(facts.bypassedDeviceName, "");
@@ -210,37 +179,6 @@ TEST_F(AudioRecorderTest, LeadingExactZerosAreDroppedQuietNoiseIsKept) {
   ASSERT_EQ(audio.buffers.size(), 3u);
   EXPECT_EQ(audio.buffers[0]->back(), 1e-7f);
   EXPECT_EQ(audio.format, (AudioFormat{16000, 1}));
-}
-
-TEST_F(AudioRecorderTest, NoDeadAirReportWhenNothingWasDropped) {
-  startOK();
-  session.deliver({0.2f, 0.0f});
-  EXPECT_EQ(recorder.facts().droppedZeroMs, 0);
-  for (const auto& message : logs.sink().messages())
-    EXPECT_EQ(message.find("leading dead air"), std::string::npos) << message;
-}
-
-TEST_F(AudioRecorderTest, AllZeroCaptureNeverSignalsAudioAndForcesARebuild) {
-  int firstAudio = 0;
-  startOK([&] { ++firstAudio; });
-  for (int i = 0; i < 30; ++i) session.deliver(std::vector<float>(1600, 0.0f));
-  CapturedAudio audio = recorder.stop();
-  EXPECT_TRUE(audio.buffers.empty());
-  EXPECT_EQ(firstAudio, 0);
-  EXPECT_EQ(recorder.facts().droppedZeroMs, 3000);
-  EXPECT_TRUE(logs.sink().has("capture produced ZERO buffers — session is dead, forcing rebuild"));
-  // The session still runs its tail: the rebuild waits for the stop.
-  EXPECT_EQ(recorder.pendingInvalidation(), "zero buffers");
-  EXPECT_TRUE(recorder.isConfigured());
-
-  recorder.stopSession(true);
-  settleStop();
-  EXPECT_FALSE(recorder.isConfigured());
-  EXPECT_EQ(session.teardowns, 1);
-  EXPECT_TRUE(logs.sink().has("capture session invalidated (zero buffers) — will rebuild on next start"));
-
-  startOK();
-  EXPECT_EQ(session.configures, 2);
 }
 
 // A short tap ends before the microphone delivers anything: that is no dead session.
@@ -394,14 +332,9 @@ TEST_F(AudioRecorderTest, SessionEventsTearDownAnIdleSessionAndRebuildAtTheNextS
     std::vector<std::string> logs;
   };
   const Case cases[] = {
-      {{SessionEvent::Kind::runtimeError, "Connection terminated"},
-       {"capture runtime error: Connection terminated",
-        "capture session invalidated (runtime error) — will rebuild on next start"}},
       {{SessionEvent::Kind::runtimeError, ""},
        {"capture runtime error: unknown",
         "capture session invalidated (runtime error) — will rebuild on next start"}},
-      {{SessionEvent::Kind::interrupted, ""},
-       {"capture session invalidated (session interrupted) — will rebuild on next start"}},
       {{SessionEvent::Kind::systemWake, ""},
        {"capture session invalidated (system wake) — will rebuild on next start"}},
   };

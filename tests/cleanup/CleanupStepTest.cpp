@@ -45,23 +45,12 @@ TEST_F(CleanupStepTest, TidyCleansAndKeepsADanglingEndingOpen) {
   };
   const Case cases[] = {
       {"um we meet monday at 3, no wait, tuesday at 4", true, "We meet Tuesday at 4."},
-      {"um so like, we need three boxes, no, four boxes", true, "So we need four boxes."},
       {"we went to the store and", true, "We went to the store and"},
-      {"I went to the store because", true, "I went to the store because"},
       {"we went to the store and.", true, "We went to the store and."},  // the speaker's own full stop
-      {"a grace period", true, "A grace period."},
-      {"and then we left", false, "and then we left."},
   };
   const CleanupStep step(nullptr, dictionary_);
   for (const auto& c : cases)
     EXPECT_EQ(step.clean(c.raw, CleanupLevel::light, c.sentenceStart, false).text, c.cleaned) << c.raw;
-}
-
-TEST_F(CleanupStepTest, TidyFallsBackToTheRawTextWhenACheckFails) {
-  const CleanupStep step(nullptr, dictionary_);
-  const auto cleaned = step.clean("Go. if it rains. we stay", CleanupLevel::light, true, false);
-  EXPECT_EQ(cleaned.text, "Go. if it rains. we stay");
-  EXPECT_EQ(cleaned.fallback, "ambiguous-tidy-conditional-join");
 }
 
 TEST_F(CleanupStepTest, FormatLevelsUseTheEngineAndItsOutcome) {

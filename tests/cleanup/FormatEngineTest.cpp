@@ -27,14 +27,10 @@ TEST(FormatEngine, DictatedMessagesAreLaidOut) {
   const Case cases[] = {
       {"hi john, thanks for the update. talk soon. ben",
        "Hi John,\n\nThanks for the update.\n\nTalk soon,\nBen"},
-      {"hi john thanks for the update", "Hi John,\n\nThanks for the update."},
-      {"the first thing is the budget. the second thing is hiring. let me know what you think",
-       "The first thing is the budget.\nThe second thing is hiring.\n\nLet me know what you think."},
       {"i need three things colon buy milk semicolon call mom semicolon pay rent",
        "I need three things:\nbuy milk;\ncall mom;\npay rent."},
       {"let's meet monday at 3, no wait, tuesday at 4. separately, the budget is fine",
        "Let's meet Tuesday at 4.\n\nSeparately, the budget is fine."},
-      {"we should talk about the", "We should talk about the"},
   };
   for (const auto& c : cases) {
     const FormatResult result = kFormat.format(c.raw, true, true);

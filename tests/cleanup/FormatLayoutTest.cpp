@@ -54,7 +54,6 @@ TEST(FormatLayout, Cases) {
       {"Buy milk.", "Buy milk.", {}, "buy milk"},
       // Phrase rules: a determiner restart collapses.
       {"I saw the, you know, the plan.", "I saw the plan.", {"atomic-determiner-filler-restart"}},
-      {"Pick these, you know, these ones.", "Pick these ones.", {"atomic-determiner-filler-restart"}},
       {"I saw the, you know, a plan.", "I saw the, you know, a plan."},  // not the same determiner
       // Phrase rules: a repeated opening phrase stands once.
       {"For a, for a moment I froze.", "For a moment I froze.", {"repeated-open-phrase"}},
@@ -63,7 +62,6 @@ TEST(FormatLayout, Cases) {
       {"It fell to the, to the 3rd floor.", "It fell to the, to the 3rd floor."},  // no word follows
       // PhraseRules: parenthetical filler.
       {"It was, you know, pretty good.", "It was pretty good.", {"parenthetical-filler"}},
-      {"I left, you know, and then came back.", "I left and then came back.", {"parenthetical-filler"}},
       {"The food was, I mean, really good.", "The food was really good.", {"parenthetical-filler"}},
       // Kept: the text before reports speech.
       {"He said, you know, it was fine.", "He said, you know, it was fine."},
@@ -96,7 +94,6 @@ TEST(FormatLayout, Cases) {
        {"email-command-recipient"}},
       {"Email anna subject lunch plans. Hi anna, are you free?",
        "Email Anna\nSubject: Lunch plans.\n\nHi Anna,\n\nAre you free?"},
-      {"Write to ben. Hi ben, all set.", "Write to Ben.\n\nHi Ben,\n\nAll set."},
       // No message after it: nothing to set apart.
       {"Email Anna, subject lunch plans.", "Email Anna, subject lunch plans."},
       // EmailGreeting: greeting goes on its own line.
@@ -104,27 +101,20 @@ TEST(FormatLayout, Cases) {
        "Hi John,\n\nThanks for the update. See you Monday.",
        {"email-greeting", "body-capitalization"}},
       {"Hi John. Thanks for the update.", "Hi John,\n\nThanks for the update."},
-      {"Hi John! The deal is done.", "Hi John,\n\nThe deal is done."},
       {"Hi John thanks for the update.", "Hi John,\n\nThanks for the update."},
       {"Hi, John. Thanks.", "Hi John,\n\nThanks."},
       {"Hi Mary Ann Smith, welcome aboard.", "Hi Mary Ann Smith,\n\nWelcome aboard."},
       {"Dear Dr. Lee, the scans are back.", "Dear Dr. Lee,\n\nThe scans are back."},
       {"Good morning everyone. Quick update on the launch.",
        "Good morning everyone,\n\nQuick update on the launch."},
-      {"Hey team. The build is green.", "Hey team,\n\nThe build is green."},
-      {"Hi you all, we are live.", "Hi you all,\n\nWe are live."},
       {"Hi John and Mary, the plan is set.", "Hi John and Mary,\n\nThe plan is set."},
       {"Hi mom, I'll be late tonight.", "Hi mom,\n\nI'll be late tonight."},
-      {"Hi my mum, I'll be late tonight.", "Hi my mum,\n\nI'll be late tonight."},
       {"Hi Aunt Sarah, we arrived.", "Hi Aunt Sarah,\n\nWe arrived."},
-      {"Hello Mr. Brown, your order shipped.", "Hello Mr. Brown,\n\nYour order shipped."},
       // A title keeps its full stop and is never the name, whatever case it was dictated in.
       {"Dear mr. smith, the parcel arrived.", "Dear Mr. Smith,\n\nThe parcel arrived."},
       {"Hi dr jones thanks for the call.", "Hi Dr. Jones,\n\nThanks for the call."},
-      {"Dear Mrs Patel, the room is booked.", "Dear Mrs. Patel,\n\nThe room is booked."},
       // Speech recognisers write names in lower case; the name is capitalised.
       {"Hi john, thanks for the update.", "Hi John,\n\nThanks for the update."},
-      {"Hey sam. The car is ready.", "Hey Sam,\n\nThe car is ready."},
       {"Hi john thanks for the update.", "Hi John,\n\nThanks for the update."},
       // EmailGreeting: greeting without name.
       // "Thanks" is never a name: a greeting without one.
@@ -136,7 +126,6 @@ TEST(FormatLayout, Cases) {
       {"Hello team!", "Hello team,", {"email-greeting-only"}},
       // EmailGreeting: not a greeting.
       {"Hey look at this.", "Hey look at this."},
-      {"Hey look, this is odd.", "Hey look, this is odd."},
       {"Morning meeting is at ten.", "Morning meeting is at ten."},
       {"Hi John or Mary will call.", "Hi John or Mary will call."},
       // A family word followed by a weekday is not followed by a name.
@@ -144,15 +133,12 @@ TEST(FormatLayout, Cases) {
       {"Hello? Is anyone there?", "Hello? Is anyone there?"},
       // A note to oneself gets no e-mail layout at all.
       {"Quick note, call the bank. Take care.", "Quick note, call the bank. Take care."},
-      {"Note for myself buy stamps. Talk soon.", "Note for myself buy stamps. Talk soon."},
       // EmailGreeting: introductory condition comma.
       {"Hi Sam, if the parcel is not here by Friday please call the shop.",
        "Hi Sam,\n\nIf the parcel is not here by Friday, please call the shop.",
        {"email-introductory-condition-comma"}},
       {"Hi Sam. The parcel is late. If it is not here before 5 pm send a note.",
        "Hi Sam,\n\nThe parcel is late. If it is not here before 5 pm, send a note."},
-      {"Hi Sam, if nobody answers until the end of the day leave it.",
-       "Hi Sam,\n\nIf nobody answers until the end of the day, leave it."},
       // Not an imperative after the time: no comma.
       {"Hi Sam, if it rains by Friday we stay home.", "Hi Sam,\n\nIf it rains by Friday we stay home."},
       // Outside a message body: no comma.
@@ -163,8 +149,6 @@ TEST(FormatLayout, Cases) {
        {"email-courtesy-paragraph"}},
       {"The files are attached. Okay, talk to you tomorrow.",
        "The files are attached.\n\nOkay, talk to you tomorrow."},
-      {"It should work now. Hope this helps.", "It should work now.\n\nHope this helps."},
-      {"See you at eight. Enjoy the rest of your day.", "See you at eight.\n\nEnjoy the rest of your day."},
       // Run into the last sentence with a comma: the sentence is closed and the closing set off.
       {"Let me know if it works, take care.",
        "Let me know if it works.\n\nTake care.",
@@ -178,7 +162,6 @@ TEST(FormatLayout, Cases) {
        "Hi Anna,\n\nThe report is attached.\n\nTalk soon,\nBen",
        {"email-courtesy-paragraph", "email-courtesy-signature"}},
       {"The report is attached. Take care, Ben Smith.", "The report is attached.\n\nTake care,\nBen Smith"},
-      {"The report is attached. Take care! Anna K.", "The report is attached.\n\nTake care!\nAnna K."},
       {"The report is attached. Take care! J.R. Smith", "The report is attached.\n\nTake care!\nJ.R. Smith"},
       {"The report is attached. Cheers, mate. Anna K.", "The report is attached. Cheers, mate. Anna K."},
       // EmailClosing: closing block.
@@ -188,22 +171,17 @@ TEST(FormatLayout, Cases) {
       {"The draft is ready. Best regards. Ben Okafor", "The draft is ready.\n\nBest regards,\nBen Okafor"},
       {"The draft is ready. Kind regards Ben", "The draft is ready.\n\nKind regards,\nBen"},
       {"The draft is ready, thanks, Ben.", "The draft is ready.\n\nThanks,\nBen"},
-      {"The draft is ready. Love, Mum.", "The draft is ready.\n\nLove,\nMum"},
       // EmailClosing: lower case signature in a message.
       {"Hi team, the build is green. Thanks, marco.",
        "Hi team,\n\nThe build is green.\n\nThanks,\nMarco",
        {"email-signature"}},
-      {"Hi team, the build is green. Talk soon, marco.",
-       "Hi team,\n\nThe build is green.\n\nTalk soon,\nMarco"},
       // Everyday words after a sign-off are no names.
       {"Hi team, the build is green. Thanks, everyone.", "Hi team,\n\nThe build is green. Thanks, everyone."},
-      {"Hi team, the build is green. Thanks again.", "Hi team,\n\nThe build is green. Thanks again."},
       // Without a greeting a lower-case word is not taken for a name.
       {"The build is green. Thanks, marco.", "The build is green. Thanks, marco."},
       // EmailClosing: sign off words are never names.
       {"Hi Bo, all set. Love.", "Hi Bo,\n\nAll set. Love."},
       {"Hi Bo, all set. Thanks, Cheers.", "Hi Bo,\n\nAll set. Thanks, Cheers."},
-      {"Hi Bo, all set. Best.", "Hi Bo,\n\nAll set. Best."},
       {"Hi Bo, see you. Thanks, Monday.", "Hi Bo,\n\nSee you. Thanks, Monday."},
       // EmailClosing: final name signature.
       {"Hi team, the build is green. Marco.",
@@ -228,7 +206,6 @@ TEST(FormatLayout, Cases) {
       {"Please send the invoice to Anna not Ben.",
        "Please send the invoice to Anna, not Ben.",
        {"destination-contrast-comma"}},
-      {"Forward it to the main office not the branch.", "Forward it to the main office, not the branch."},
       {"Give the keys to Mr. Hill not to Mrs. Hill.", "Give the keys to Mr. Hill, not to Mrs. Hill."},
       {"Send it to Anna, not Ben.", "Send it to Anna, not Ben."},
       {"Take it to the store not knowing why.", "Take it to the store not knowing why."},
@@ -238,7 +215,6 @@ TEST(FormatLayout, Cases) {
        "I need three things.\nNumber one, buy milk.\nNumber two, call mom.\nNumber three, pay rent.",
        {"spoken-number-list"}},
       {"Number one, milk, and number two, eggs.", "Number one, milk,\nand number two, eggs."},
-      {"Number one, milk, and then number two, eggs.", "Number one, milk,\nand then number two, eggs."},
       {"1st, check the oil. 2nd, check the tyres. 3rd, fill up.",
        "1st, check the oil.\n2nd, check the tyres.\n3rd, fill up."},
       {"Number one: what is the budget? Number two: who signs it?",
@@ -272,7 +248,6 @@ TEST(FormatLayout, Cases) {
        "Three things:\npack semicolon\nbook semicolon\nlock."},
       // The word itself, not a separator.
       {"The word semicolon is tricky semicolon right.", "The word semicolon is tricky semicolon right."},
-      {"Say semicolon semicolon twice.", "Say semicolon semicolon twice."},
       // Not at the start, or no count: no spoken-colon announcement.
       {"I said three things colon fine.", "I said three things colon fine."},
       // Lists: counted and lettered.
@@ -283,8 +258,6 @@ TEST(FormatLayout, Cases) {
        "Six items.\nA, one.\nB, two.\nC, three.\nD, four.\nE, five.\nF, six.\n\nG, seven."},
       {"I have two questions. What time is the call? Who is joining? Let me know.",
        "I have two questions.\nWhat time is the call?\nWho is joining?\n\nLet me know."},
-      {"Three changes. Fix the door. Paint the wall. Clean up. Together they cost little.",
-       "Three changes.\nFix the door.\nPaint the wall.\nClean up.\n\nTogether they cost little."},
       // A comma series stays on one line.
       {"I need three things: milk, eggs, and bread.", "I need three things: milk, eggs, and bread."},
       // Fewer sentences than announced: not a list.
@@ -292,8 +265,6 @@ TEST(FormatLayout, Cases) {
       // Someone else's list, or one cited from an authority, is not laid out.
       {"The manual lists three steps. Open it. Plug it in. Press start.",
        "The manual lists three steps. Open it. Plug it in. Press start."},
-      {"According to Sam there are three steps. Open it. Plug it in. Press start.",
-       "According to Sam there are three steps. Open it. Plug it in. Press start."},
       // A title's full stop does not end an item.
       {"Two tasks. Call Dr. Hill today. Email Mr. Ray.", "Two tasks.\nCall Dr. Hill today.\nEmail Mr. Ray."},
       // Lists: announced list with lead words.
@@ -364,12 +335,6 @@ TEST(FormatLayoutGuards, TrippedGuardReturnsRawWithoutEdits) {
     EXPECT_EQ(result.text, c.raw);
     EXPECT_TRUE(result.edits.empty());
   }
-}
-
-TEST(FormatLayoutGuards, AbsorbedQuestionMayGo) {
-  const FormatResult result =
-      layout("Let's meet Friday.", "let's meet Monday, no wait, how about Friday?", true);
-  EXPECT_FALSE(result.rejection);
 }
 
 // Reported speech keeps the words as spoken.

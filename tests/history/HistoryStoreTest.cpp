@@ -102,19 +102,6 @@ TEST_F(HistoryStoreTest, UndecodableDataStartsEmptyAndIsOverwrittenAtNextAdd) {
   }
 }
 
-TEST_F(HistoryStoreTest, ClearEmptiesAndSavesAndObserversHear) {
-  auto store = makeStore();
-  int notified = 0;
-  store.addObserver([&] { ++notified; });
-  add(store, "one");
-  store.clear();
-  EXPECT_TRUE(store.items().empty());
-  EXPECT_EQ(notified, 2);
-  auto reloaded = makeStore();
-  reloaded.load();
-  EXPECT_TRUE(reloaded.items().empty());
-}
-
 TEST_F(HistoryStoreTest, OneMalformedEntryCostsOnlyItself) {
   const std::string stored = R"([{"id":"B","text":"newer","date":"2026-09-21T13:35:24.000Z"},)"
                              R"({"id":"X","text":"bad date","date":"yesterday"},{"text":"no id"},)"

@@ -2,14 +2,12 @@
 
 #include "hotkey/FakeKeySource.h"
 #include "hotkey/HotkeyListener.h"
-#include "support/RecordingLogSink.h"
 
 namespace murvelo {
 namespace {
 
 using EK = KeyEvent::Kind;
-constexpr int kRightAlt = 100;
-
+// Sequences a real X server does not produce on demand: auto-repeat, gaps in the event stream, fn.
 TEST(HotkeyListener, KeyReportsBecomeOneStartAndOneStopPerPress) {
   struct Case {
     const char* name;
@@ -18,11 +16,7 @@ TEST(HotkeyListener, KeyReportsBecomeOneStartAndOneStopPerPress) {
     std::string reports;  // S = start, T = stop
   };
   const Case cases[] = {
-      {"press and release", HotkeyChoice::rightOption, "+100 -100", "ST"},
-      {"left key alone", HotkeyChoice::rightOption, "+56 -56", ""},
-      {"left held, right pressed", HotkeyChoice::rightOption, "+56 +100 -100 -56", "ST"},
       {"auto-repeat", HotkeyChoice::rightOption, "+100 r100 r100 -100", "ST"},
-      {"duplicate press", HotkeyChoice::rightControl, "+97 +97 -97", "ST"},
       {"release missed in a gap", HotkeyChoice::rightOption, "+100 s0 +100", "STS"},
       {"press during a gap", HotkeyChoice::fn, "s1 -464", "ST"},
       {"gap with no change", HotkeyChoice::rightCommand, "+126 s1", "S"},
@@ -44,36 +38,15 @@ TEST(HotkeyListener, KeyReportsBecomeOneStartAndOneStopPerPress) {
   }
 }
 
-TEST(HotkeyListener, LogsDownAndUp) {
-  test::ScopedLogCapture capture;
-  HotkeyListener listener(nullptr, HotkeyChoice::rightOption, nullptr, nullptr);
-  listener.handle({kRightAlt, EK::press});
-  EXPECT_TRUE(listener.keyDown());
-  listener.handle({kRightAlt, EK::release});
-  EXPECT_EQ(capture.sink().messages(), (std::vector<std::string>{"hotkey DOWN", "hotkey UP"}));
-}
-
-TEST(HotkeyListener, StartsTheSourceOnTheChosenKeyAndResynchronisesAfterAStop) {
+TEST(HotkeyListener, StartsTheSourceOnTheChosenKeyAndReportsARefusal) {
   test::FakeKeySource source;
-  std::string reports;
-  HotkeyListener listener(
-      &source, HotkeyChoice::rightControl, [&] { reports += 'S'; }, [&] { reports += 'T'; });
+  HotkeyListener listener(&source, HotkeyChoice::rightControl, nullptr, nullptr);
   source.refuse = true;
   EXPECT_FALSE(listener.start());
   EXPECT_FALSE(listener.isListening());
   source.refuse = false;
   ASSERT_TRUE(listener.start());
-  EXPECT_EQ(source.starts, (std::vector<int>{97, 97}));
-  source.press(97);
-  listener.stop();
-  EXPECT_FALSE(source.started());
-  source.release(97);  // not seen: nothing is listening
-  EXPECT_TRUE(listener.keyDown());
-  listener.setHotkey(HotkeyChoice::fn);
-  ASSERT_TRUE(listener.start());  // the state reading after the start reports the release
-  EXPECT_EQ(source.starts.back(), 464);
-  EXPECT_EQ(reports, "ST");
-  EXPECT_FALSE(listener.keyDown());
+  EXPECT_EQ(source.starts.back(), 97);
   source.live = false;
   EXPECT_FALSE(listener.isLive());
 }

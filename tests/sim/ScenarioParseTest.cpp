@@ -5,34 +5,6 @@
 namespace murvelo::sim {
 namespace {
 
-TEST(ScenarioParse, ReadsEveryKindOfLine) {
-  auto steps = parseScenario(
-      "# comment\n"
-      "\n"
-      "stream \"say \\\"hi\\\"\" after 250   # trailing comment\n"
-      "file hang\n"
-      "mic bluetooth \"My Pods\"\n"
-      "cursor \"line one\\n\"\n"
-      "at 10 keydown\n"
-      "at 10 resync down\n"
-      "run until 40\n");
-  ASSERT_TRUE(steps.ok()) << steps.error().message;
-  const auto& s = steps.value();
-  ASSERT_EQ(s.size(), 7u);
-  EXPECT_EQ(s[0].kind, ScenarioStep::Kind::stream);
-  EXPECT_EQ(s[0].text, "say \"hi\"");
-  EXPECT_EQ(s[0].afterMs, 250);
-  EXPECT_EQ(s[0].line, 3);
-  EXPECT_TRUE(s[1].hang);
-  EXPECT_EQ(s[2].text, "My Pods");
-  EXPECT_EQ(s[3].text, "line one\n");
-  EXPECT_EQ(s[4].atMs, 10);
-  EXPECT_EQ(s[5].kind, ScenarioStep::Kind::resync);
-  EXPECT_TRUE(s[5].flag);
-  EXPECT_EQ(s[6].kind, ScenarioStep::Kind::runUntil);
-  EXPECT_EQ(s[6].atMs, 40);
-}
-
 TEST(ScenarioParse, NamesTheLineOfEachMistake) {
   struct Case {
     const char* text;

@@ -16,12 +16,10 @@
 #include "base/ManualLoop.h"
 #include "base/ThreadTimer.h"
 #include "speech/SpeechEngine.h"
-#include "speech/engines/RecognizerFactory.h"
 #include "speech/pocketsphinx/PocketSphinxRecognizer.h"
 #include "speech/whisper/WhisperRecognizer.h"
 #include "support/LibrivoxClips.h"
 #include "support/Pump.h"
-#include "support/RecordingLogSink.h"
 #include "support/SharedModel.h"
 #include "support/SoundFile.h"
 #include "support/TempDir.h"
@@ -128,23 +126,6 @@ TEST_F(PocketSphinxIntegrationTest, OtherRatesFormatsAndByteOrdersGiveTheSameWor
     double bound = c.rate == 8000 ? kMaxClipWER : referenceWER + 0.1;
     EXPECT_LE(WER::score(clip.transcript, text).errorRate(), bound) << c.name << ": " << text;
   }
-}
-
-TEST_F(PocketSphinxIntegrationTest, StreamingFromA48kHzMicrophoneRecognisesSpeech) {
-  WER::Result total;
-  auto clips = librivoxClips();
-  ASSERT_GE(clips.size(), 5u);
-  // The two shortest clips, spoken into a 48 kHz microphone at its own pace.
-  for (const auto& clip : {clips[1], clips[4]}) {
-    auto samples = readAudioFile(clip.file, 48000);
-    ASSERT_TRUE(samples.ok());
-    auto dictation = stream(engine, loop, samples.value(), 48000, true);
-    ASSERT_TRUE(dictation.text.has_value()) << clip.file.filename();
-    auto score = WER::score(clip.transcript, *dictation.text);
-    EXPECT_LE(score.errorRate(), kMaxClipWER) << clip.file.filename() << ": " << *dictation.text;
-    add(total, score);
-  }
-  EXPECT_LE(total.errorRate(), kMaxOverallWER);
 }
 
 // The file path recognises recorded speech, and the live words are as good as the file's: each
@@ -276,34 +257,6 @@ TEST_F(WhisperIntegrationTest, SilenceAndNoiseGiveNoText) {
     ASSERT_TRUE(writePcm16Wav(file, convertAll(samples, AudioFormat{48000, 1}, 16000), 16000));
     EXPECT_EQ(transcribe(engine, loop, file), "") << name;
   }
-}
-
-TEST_F(WhisperIntegrationTest, UnusableModelsFallBackToPocketSphinxWithALoggedReason) {
-  auto truncated = dir_->path() / "ggml-truncated.bin";
-  std::filesystem::copy_file(model(), truncated, std::filesystem::copy_options::overwrite_existing);
-  std::filesystem::resize_file(truncated, std::filesystem::file_size(model()) / 3);
-  auto foreign = dir_->path() / "ggml-foreign.bin";
-  test::writeFile(foreign, "not a model at all");
-  struct Case {
-    std::filesystem::path model;
-    std::string reason;
-  };
-  const Case cases[] = {{truncated, "truncated"},
-                        {foreign, "not a whisper model"},
-                        {dir_->path() / "ggml-missing.bin", "not found"}};
-  for (const auto& c : cases) {
-    test::ScopedLogCapture logs;
-    auto recognizer = makeRecognizer(SpeechEngineChoice::whisper, c.model);
-    ASSERT_NE(recognizer, nullptr);
-    EXPECT_EQ(recognizer->name(), "pocketsphinx") << c.model;
-    bool logged = false;
-    for (const auto& entry : logs.sink().entries())
-      logged |= entry.level == LogLevel::error && entry.message.find(c.reason) != std::string::npos &&
-                entry.message.find("pocketsphinx") != std::string::npos;
-    EXPECT_TRUE(logged) << c.model;
-  }
-  EXPECT_EQ(makeRecognizer(SpeechEngineChoice::automatic, model())->name(), "whisper");
-  EXPECT_EQ(makeRecognizer(SpeechEngineChoice::pocketsphinx, model())->name(), "pocketsphinx");
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sndfile.h>
 
 #include <cmath>
 
@@ -9,7 +8,6 @@
 #include "speech/SpeechEngine.h"
 #include "support/Pump.h"
 #include "support/RecordingLogSink.h"
-#include "support/SoundFile.h"
 #include "support/TempDir.h"
 
 namespace murvelo {
@@ -142,14 +140,6 @@ TEST_F(SpeechEngineTest, HangingAnalysisGivesNothingAfterThreeSecondsAndTheNextD
   EXPECT_TRUE(logs.sink().has(kQuarantined));
   EXPECT_EQ(recognizer->sessions().size(), sessions);
 
-  // The file path still works meanwhile.
-  auto wav = temp / "clip.wav";
-  ASSERT_TRUE(writePcm16Wav(wav, *tone(8000, 16000), 16000));
-  std::optional<Result<std::string, SpeechError>> file;
-  engine.transcribe(wav, [&](Result<std::string, SpeechError> result) { file = std::move(result); });
-  ASSERT_TRUE(test::pumpUntil(loop, [&] { return file.has_value(); }));
-  EXPECT_TRUE(file->ok());
-
   // Once the stuck analysis exits, streaming comes back.
   recognizer->release();
   ASSERT_TRUE(test::pumpUntil(loop, [&] { return !engine.finalization().hasQuarantinedFinalizer(); }));
@@ -203,32 +193,6 @@ TEST_F(SpeechEngineTest, CancelledStreamLeavesTheNextOnePairedWithItsOwnFinish) 
   engine.finishStreaming([&](std::optional<std::string> text) { none = std::move(text); });
   ASSERT_TRUE(test::pumpUntil(loop, [&] { return none.has_value(); }));
   EXPECT_EQ(*none, std::nullopt);
-}
-
-TEST_F(SpeechEngineTest, FilePathReadsAnyRateAndJoinsResults) {
-  struct Case {
-    int rate;
-    int format;
-  };
-  for (const auto& c :
-       {Case{16000, SF_FORMAT_WAV | SF_FORMAT_PCM_16}, Case{44100, SF_FORMAT_WAV | SF_FORMAT_PCM_16},
-        Case{48000, SF_FORMAT_FLAC | SF_FORMAT_PCM_16}, Case{22050, SF_FORMAT_WAV | SF_FORMAT_FLOAT}}) {
-    auto file = temp / ("clip-" + std::to_string(c.rate) + ".audio");
-    ASSERT_TRUE(
-        test::writeSoundFile(file, *tone(static_cast<std::size_t>(c.rate / 2), c.rate), c.rate, c.format, 2));
-
-    std::optional<Result<std::string, SpeechError>> result;
-    engine.transcribe(file, [&](Result<std::string, SpeechError> r) { result = std::move(r); });
-    ASSERT_TRUE(test::pumpUntil(loop, [&] { return result.has_value(); }));
-    ASSERT_TRUE(result->ok()) << c.rate;
-    EXPECT_EQ(result->value(), "Hello world.");
-    auto made = recognizer->sessions().back();
-    EXPECT_EQ(made.mode, Recognizer::Mode::file);
-    EXPECT_NEAR(static_cast<double>(made.samples.size()), 8000, 64) << c.rate;
-    float peak = 0;
-    for (float s : made.samples) peak = std::max(peak, std::abs(s));
-    EXPECT_NEAR(peak, 0.5, 0.02) << "level and byte order survive, rate " << c.rate;
-  }
 }
 
 TEST_F(SpeechEngineTest, FilePathErrorsReachTheCaller) {

@@ -47,7 +47,8 @@ class CoordinatorTest : public ::testing::Test {
   StreamingFinalizationCoordinator coordinator{timer, [this] { ++retired; }};
 };
 
-// Two dictations whose finalisations overlap: each is judged on its own, in run order.
+// Two dictations whose finalisations overlap: each is judged on its own, in run order (both finishing,
+// or the first hanging: see the overlapping-finalisation scenarios).
 TEST_F(CoordinatorTest, OverlappingRacesAreDecidedOneAfterTheOtherInRunOrder) {
   struct Case {
     const char* name;
@@ -56,8 +57,6 @@ TEST_F(CoordinatorTest, OverlappingRacesAreDecidedOneAfterTheOtherInRunOrder) {
     bool quarantined;
   };
   const Case cases[] = {
-      {"both finish", 2000ms, 2900ms, Kind::completed, Kind::completed, false},
-      {"the first hangs", std::nullopt, 100ms, Kind::timedOut, Kind::completed, true},
       {"the second hangs", 2000ms, std::nullopt, Kind::completed, Kind::timedOut, true},
   };
   for (const auto& c : cases) {
@@ -84,17 +83,15 @@ TEST_F(CoordinatorTest, OverlappingRacesAreDecidedOneAfterTheOtherInRunOrder) {
   }
 }
 
+// 2.9 s and 3.1 s: see the quarantine-timeline scenario.
 TEST_F(CoordinatorTest, WorkFinishingJustInsideOrOutsideTheLimit) {
   struct Case {
     std::chrono::milliseconds finishesAfter;
     Kind outcome;
     bool quarantinedAfterRace;
   };
-  const Case cases[] = {{0ms, Kind::completed, false},
-                        {2900ms, Kind::completed, false},
-                        {2999ms, Kind::completed, false},
-                        {3100ms, Kind::timedOut, true},
-                        {10000ms, Kind::timedOut, true}};
+  const Case cases[] = {
+      {0ms, Kind::completed, false}, {2999ms, Kind::completed, false}, {10000ms, Kind::timedOut, true}};
   for (const auto& c : cases) {
     ManualLoop caseLoop;
     int caseRetired = 0;
