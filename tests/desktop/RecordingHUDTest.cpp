@@ -119,7 +119,7 @@ TEST(TrayMenu, RecentDictationsCopyAndTheMenuIsPictured) {
       "Thanks."};
   TrayMenu tray({[&] { ++pauses; }, [&](CleanupLevel chosen) { level = chosen; }, [&] { return recent; },
                  [&](const std::string& text) { copied = text; }, nullptr, nullptr, nullptr});
-  tray.setStatus("Ready — hold Right Alt to dictate", false);
+  tray.addToolActions([] {}, [] {});
   tray.setLevel(CleanupLevel::light);
   tray.refreshRecent();
   auto actions = tray.recentMenu()->actions();
@@ -131,7 +131,9 @@ TEST(TrayMenu, RecentDictationsCopyAndTheMenuIsPictured) {
 
   tray.pauseAction()->trigger();
   EXPECT_EQ(pauses, 1);
+  // As the program shows it while the key is paused.
   tray.setPaused(true);
+  tray.setStatus("Talk key paused", false);
   EXPECT_EQ(tray.pauseAction()->text(), "Resume talk key");
 
   tray.menu()->popup(QPoint(400, 200));
