@@ -15,8 +15,7 @@ QIcon microphoneIcon(bool active) {
   QPixmap pixmap(64, 64);
   pixmap.fill(Qt::transparent);
   QPainter painter(&pixmap);
-  paintMicrophone(painter, QRectF(0, 0, 64, 64),
-                  active ? QColor(220, 50, 47) : QColor(200, 200, 200));
+  paintMicrophone(painter, QRectF(0, 0, 64, 64), active ? QColor(220, 50, 47) : QColor(200, 200, 200));
   return QIcon(pixmap);
 }
 
