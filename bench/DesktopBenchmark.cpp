@@ -55,14 +55,22 @@ long cpuTicks(pid_t pid) {
   return utime + stime;
 }
 
+// The program's private home, with its own data folder for models.
+std::map<std::string, std::string> benchEnvironment(const ProgramHome& home) {
+  auto env = home.env;
+  env["XDG_DATA_HOME"] = (home.dir / "data").string();
+  return env;
+}
+
 void idle(const char* label, const std::string& engine, const std::string& model) {
-  TempDir home;
-  std::filesystem::create_directories(home / "runtime");
-  std::filesystem::permissions(home / "runtime", std::filesystem::perms::owner_all);
-  std::map<std::string, std::string> env = {{"XDG_CONFIG_HOME", (home / "config").string()},
-                                            {"XDG_DATA_HOME", (home / "data").string()},
-                                            {"XDG_RUNTIME_DIR", (home / "runtime").string()},
-                                            {"HOME", home.path().string()}};
+  // With a microphone, as a user has one: without, the launch opens the first-start guide, whose
+  // live checks are not the idle program.
+  PulseTestServer pulse(16000);
+  if (PulseTestServer::available() && !pulse.start())
+    std::printf("%s: the private audio server did not start\n", label);
+  ProgramHome program_home;
+  const TempDir& home = program_home.dir;
+  auto env = benchEnvironment(program_home);
   if (!model.empty()) {
     std::filesystem::create_directories(home / "data" / "murvelo" / "models");
     runProcess(MURVELO_MAKE_MODEL_PATH,
@@ -130,14 +138,10 @@ void dictations(int runs) {
     std::printf("talk key latencies: the private audio server, accessibility bus or XTest did not start\n");
     return;
   }
-  TempDir home;
-  std::filesystem::create_directories(home / "runtime");
-  std::filesystem::permissions(home / "runtime", std::filesystem::perms::owner_all);
-  std::map<std::string, std::string> env = {{"XDG_CONFIG_HOME", (home / "config").string()},
-                                            {"XDG_DATA_HOME", (home / "data").string()},
-                                            {"XDG_RUNTIME_DIR", (home / "runtime").string()},
-                                            {"HOME", home.path().string()},
-                                            {"MURVELO_LOG_LEVEL", "info"}};
+  ProgramHome program_home;
+  const TempDir& home = program_home.dir;
+  auto env = benchEnvironment(program_home);
+  env["MURVELO_LOG_LEVEL"] = "info";
   for (auto [key, value] : {std::pair{"onboardingComplete", "true"}, std::pair{"onboardingFinished", "true"},
                             std::pair{"openAtLogin", "false"}, std::pair{"speechEngine", "pocketsphinx"}})
     runProcess(MURVELO_CLI_PATH, {"settings", "set", key, value}, env);
