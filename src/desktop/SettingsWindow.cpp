@@ -22,6 +22,23 @@
 
 namespace murvelo::desktop {
 
+std::unique_ptr<MicrophoneWatcher> watchMicrophones(
+    QObject* owner, int intervalMs, std::function<void(bool serverAnswers, const DeviceList& found)> apply) {
+  QPointer<QObject> guard(owner);
+  MicrophoneWatcher::Options options;
+  options.interval = std::chrono::milliseconds(intervalMs);
+  return std::make_unique<MicrophoneWatcher>(
+      [guard, apply = std::move(apply)](const MicrophoneWatcher::Snapshot& snapshot) {
+        QMetaObject::invokeMethod(
+            guard,
+            [guard, apply, snapshot] {
+              if (guard) apply(snapshot.serverAnswers, snapshot.found);
+            },
+            Qt::QueuedConnection);
+      },
+      options);
+}
+
 QString hotkeyLabel(HotkeyChoice key) {
   switch (key) {
     case HotkeyChoice::rightOption: return "Right Alt";
@@ -282,22 +299,12 @@ void SettingsWindow::showEvent(QShowEvent* event) {
   QWidget::showEvent(event);
   models_->refresh();
   if (watcher_) return;
-  QPointer<SettingsWindow> self(this);
-  MicrophoneWatcher::Options options;
-  options.interval = std::chrono::milliseconds(services_.microphoneIntervalMs);
-  watcher_ = std::make_unique<MicrophoneWatcher>(
-      [self](const MicrophoneWatcher::Snapshot& snapshot) {
-        QMetaObject::invokeMethod(
-            self,
-            [self, snapshot] {
-              if (!self) return;
-              self->serverAnswers_ = snapshot.serverAnswers;
-              self->found_ = snapshot.found;
-              self->showMicrophones();
-            },
-            Qt::QueuedConnection);
-      },
-      options);
+  watcher_ =
+      watchMicrophones(this, services_.microphoneIntervalMs, [this](bool answers, const DeviceList& found) {
+        serverAnswers_ = answers;
+        found_ = found;
+        showMicrophones();
+      });
 }
 
 void SettingsWindow::hideEvent(QHideEvent* event) {

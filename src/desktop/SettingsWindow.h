@@ -22,6 +22,10 @@ class MicrophoneWatcher;
 
 namespace murvelo::desktop {
 
+// Watches the audio server's inputs for a window; `apply` runs on `owner`'s thread while it lives.
+std::unique_ptr<MicrophoneWatcher> watchMicrophones(
+    QObject* owner, int intervalMs, std::function<void(bool serverAnswers, const DeviceList& found)> apply);
+
 // The settings: talk key, mode, cleanup level, microphone, auto-paste, login start, the developer
 // vocabulary, the terminals pasted into with Ctrl+Shift+V, and the speech engine with its models.
 // Every change is written at once and the running program follows it; changes made elsewhere

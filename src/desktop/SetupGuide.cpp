@@ -189,22 +189,12 @@ SetupGuide::SetupGuide(AppSettings& settings, Probes probes)
     if (id != microphonePage) microphoneOutcome();
   });
 
-  QPointer<SetupGuide> self(this);
-  MicrophoneWatcher::Options options;
-  options.interval = std::chrono::milliseconds(probes_.microphoneIntervalMs);
-  watcher_ = std::make_unique<MicrophoneWatcher>(
-      [self](const MicrophoneWatcher::Snapshot& snapshot) {
-        QMetaObject::invokeMethod(
-            self,
-            [self, snapshot] {
-              if (!self) return;
-              self->microphone_ = MicrophoneFacts{snapshot.serverAnswers, snapshot.found.devices.size()};
-              self->found_ = snapshot.found;
-              if (auto* page = self->checkPage(microphonePage)) page->recheck();
-            },
-            Qt::QueuedConnection);
-      },
-      options);
+  watcher_ =
+      watchMicrophones(this, probes_.microphoneIntervalMs, [this](bool answers, const DeviceList& found) {
+        microphone_ = MicrophoneFacts{answers, found.devices.size()};
+        found_ = found;
+        if (auto* page = checkPage(microphonePage)) page->recheck();
+      });
 }
 
 SetupGuide::~SetupGuide() { watcher_.reset(); }
