@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "support/ChildProcess.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
 
@@ -17,15 +18,11 @@ namespace murvelo::test {
 class PrivateDisplay {
  public:
   PrivateDisplay();
-  ~PrivateDisplay();
-  PrivateDisplay(const PrivateDisplay&) = delete;
-  PrivateDisplay& operator=(const PrivateDisplay&) = delete;
-
-  bool ok() const { return pid_ > 0 && !name_.empty(); }
+  bool ok() const { return !name_.empty(); }
   const std::string& name() const { return name_; }  // ":N"
 
  private:
-  pid_t pid_ = -1;
+  ChildProcess xvfb_;
   std::string name_;
 };
 

@@ -1,8 +1,6 @@
 // The settings window, its model manager and the first-start guide under the private X server,
 // with private audio and accessibility servers and a loopback download server.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <QAbstractButton>
@@ -30,9 +28,12 @@
 #include "desktop/QtTestSupport.h"
 #include "desktop/SettingsWindow.h"
 #include "desktop/SetupGuide.h"
+#include "desktop/SupportReportSaver.h"
+#include "desktop/ToolWindows.h"
 #include "speech/WhisperModelChoice.h"
 #include "speech/whisper/ModelDownloader.h"
 #include "support/AtspiSession.h"
+#include "support/ChildProcess.h"
 #include "support/PulseTestServer.h"
 #include "support/RecordingLogSink.h"
 #include "support/RunProcess.h"
@@ -64,11 +65,6 @@ TEST(SettingsWindow, EveryChoiceIsWrittenAtOnceAndOutsideChangesShow) {
   window.autoPaste()->click();
   EXPECT_FALSE(settings.autoPaste());
   EXPECT_EQ(window.autoPasteSummary()->text().toStdString(), texts::kAutoPasteOff);
-  window.developerWords()->click();
-  EXPECT_TRUE(settings.developerToolsVocabularyEnabled());
-  window.engine()->setCurrentIndex(
-      window.engine()->findData(static_cast<int>(SpeechEngineChoice::pocketsphinx)));
-  EXPECT_EQ(settings.speechEngine(), SpeechEngineChoice::pocketsphinx);
   for (const char* name : {"  Alacritty ", "alacritty", "", "Foot"}) window.addTerminal(name);
   EXPECT_EQ(settings.terminalWindowClasses(), (std::vector<std::string>{"alacritty", "foot"}));
   window.terminals()->item(0)->setText("wezterm");
@@ -147,19 +143,10 @@ TEST(ModelManager, DownloadsWithProgressRefusesBadFilesCancelsAndDeletes) {
   for (auto& c : body) c = static_cast<char>(random());
   test::writeFile(temp / "served" / "ggml-tiny.en.bin", body);
   const std::string sha1 = ModelDownloader::sha1Of(temp / "served" / "ggml-tiny.en.bin");
-  pid_t server = fork();
-  if (server == 0) {
-    execl("/usr/bin/python3", "python3", (temp / "server.py").c_str(), (temp / "served").c_str(),
-          (temp / "port").c_str(), nullptr);
-    _exit(127);
-  }
-  struct Reap {
-    pid_t pid;
-    ~Reap() {
-      kill(pid, SIGTERM);
-      waitpid(pid, nullptr, 0);
-    }
-  } reap{server};
+  test::ChildProcess server;
+  ASSERT_TRUE(server.start({"/usr/bin/python3", (temp / "server.py").string(), (temp / "served").string(),
+                            (temp / "port").string()},
+                           {}, temp / "server.log"));
   ASSERT_TRUE(spinUntil([&] { return std::filesystem::exists(temp / "port"); }));
   const std::string base = "http://127.0.0.1:" + test::readFile(temp / "port") + "/";
 
@@ -235,14 +222,12 @@ TEST(SetupGuide, EveryCheckIsLiveAndFinishingMarksOnboardingDone) {
   InMemoryDefaultsStore defaults;
   AppSettings settings(defaults);
   settings.setMicrophoneSelection(MicrophoneSelection::device("usbmic"));
-  SetupGuide::Probes probes;
-  probes.talkKey = [] { return TalkKeyFacts{SessionKind::wayland, false, ""}; };
-  probes.accessibility = [] { return AtspiStatus::enabled(); };
-  probes.enableAccessibility = [] { return AtspiStatus::setEnabled(true); };
-  probes.postingKeys = [] { return PostingFacts{SessionKind::wayland, false, false}; };
-  probes.model = [] { return std::nullopt; };
-  probes.microphoneIntervalMs = 100;
-  SetupGuide guide(settings, probes);
+  SetupGuide guide(settings, {.talkKey = [] { return TalkKeyFacts{SessionKind::wayland, false, ""}; },
+                              .accessibility = [] { return AtspiStatus::enabled(); },
+                              .enableAccessibility = [] { return AtspiStatus::setEnabled(true); },
+                              .postingKeys = [] { return PostingFacts{SessionKind::wayland, false, false}; },
+                              .model = [] { return std::nullopt; },
+                              .microphoneIntervalMs = 100});
   guide.present();
 
   CheckPage* microphone = guide.checkPage(SetupGuide::microphonePage);
@@ -289,7 +274,8 @@ TEST(SetupGuide, EveryCheckIsLiveAndFinishingMarksOnboardingDone) {
 }
 
 // The program itself, in this process: its first start opens the guide, and a dictation through
-// the real microphone path, speech engine and paste keystroke lands in the guide's box.
+// the real microphone path, speech engine, the user's own word and the paste keystroke lands in
+// the guide's box; the support report of the run keeps it private.
 TEST(SetupGuide, FirstStartOpensItAndADictationLandsInTheTryBox) {
   if (test::goForward().empty() || !test::PulseTestServer::available())
     GTEST_SKIP() << "needs pulseaudio and pocketsphinx-testdata";
@@ -298,6 +284,7 @@ TEST(SetupGuide, FirstStartOpensItAndADictationLandsInTheTryBox) {
   std::filesystem::remove(Paths::defaultsFile());
   std::filesystem::create_directories(Paths::defaultsFile().parent_path());
   test::writeFile(Paths::defaultsFile(), R"({"speechEngine": "pocketsphinx"})");
+  ASSERT_EQ(test::runProcess(MURVELO_CLI_PATH, {"words", "add", "forward", "Onwardzq"}).exitCode, 0);
 
   DesktopApp app({MURVELO_PROGRAM_PATH, static_cast<int>(getpid()), getuid()});
   ASSERT_FALSE(app.launch().has_value());
@@ -332,9 +319,24 @@ TEST(SetupGuide, FirstStartOpensItAndADictationLandsInTheTryBox) {
   spinUntil([&] { return fed.load(); }, 20000);
   feeder.join();
   talk("stop");
-  EXPECT_TRUE(spinUntil([&] { return guide->tryBox()->toPlainText().toLower().contains("forward"); }, 30000))
-      << guide->tryBox()->toPlainText().toStdString();
+  const auto dictated = [&] { return guide->tryBox()->toPlainText().toStdString(); };
+  EXPECT_TRUE(spinUntil([&] { return dictated().find("Onwardzq") != std::string::npos; }, 30000)) << dictated();
   screenshot(*guide, "guide-6-try-it-dictated");
+
+  // The support report of this run has its events, and neither the words nor the user's own word.
+  test::TempDir dir;
+  std::optional<Status> written;
+  const QString path = QString::fromStdString((dir / "report.txt").string());
+  ASSERT_TRUE(app.tools().reports().write(path, [&](Status status) { written = status; }));
+  EXPECT_FALSE(app.tools().reports().write(path, nullptr)) << "one report at a time";
+  ASSERT_TRUE(spinUntil([&] { return written.has_value(); }, 15000));
+  ASSERT_TRUE(*written) << written->message();
+  const std::string report = test::readFile(dir / "report.txt");
+  for (const char* expected : {"posting keys: XTest is present", "controller stage", "recent dictations: 1,"})
+    EXPECT_NE(report.find(expected), std::string::npos) << expected << "\n" << report;
+  for (const std::string& secret : {dictated(), std::string("Onwardzq"), std::string("forward")})
+    EXPECT_EQ(report.find(secret), std::string::npos) << secret << "\n" << report;
+
   // Another engine choice rebuilds the recogniser in the running program.
   test::ScopedLogCapture logs;
   app.settings().setSpeechEngine(SpeechEngineChoice::whisper);
