@@ -7,18 +7,11 @@
 namespace murvelo {
 namespace {
 
-std::u32string utf32(const std::string& text) {
-  icu::UnicodeString unicode = icu::UnicodeString::fromUTF8(text);
-  std::u32string out(unicode.countChar32(), U'\0');
-  UErrorCode status = U_ZERO_ERROR;
-  unicode.toUTF32(reinterpret_cast<UChar32*>(out.data()), static_cast<int32_t>(out.size()), status);
-  return out;
-}
-
 // A text field in code-point offsets, as the accessibility API counts them; it records every read.
 struct FakeField : Accessibility {
-  FakeField(const std::string& utf8, std::optional<TextRange> range) : text(utf32(utf8)), selection(range) {}
-  std::u32string text;
+  FakeField(const std::string& utf8, std::optional<TextRange> range)
+      : text(icu::UnicodeString::fromUTF8(utf8)), selection(range) {}
+  icu::UnicodeString text;
   std::optional<TextRange> selection;
   bool focused = true, failPreceding = false, failFollowing = false;
   std::vector<TextRange> reads;
@@ -28,16 +21,16 @@ struct FakeField : Accessibility {
     std::optional<TextRange> selectedRange() override { return f.selection; }
     std::optional<std::string> stringForRange(TextRange range) override {
       f.reads.push_back(range);
-      bool following = range.location >= f.selection->location + std::max<std::int64_t>(f.selection->length, 0);
+      bool following =
+          range.location >= f.selection->location + std::max<std::int64_t>(f.selection->length, 0);
       if (following ? f.failFollowing : f.failPreceding) return std::nullopt;
-      auto size = static_cast<std::int64_t>(f.text.size());
-      auto begin = std::min(range.location, size);
-      auto piece = f.text.substr(begin, std::min(range.location + range.length, size) - begin);
+      auto at = [&](std::int64_t points) {
+        return f.text.moveIndex32(0,
+                                  static_cast<int32_t>(std::min<std::int64_t>(points, f.text.countChar32())));
+      };
       std::string out;
-      icu::UnicodeString::fromUTF32(reinterpret_cast<const UChar32*>(piece.data()),
-                                    static_cast<int32_t>(piece.size()))
+      return f.text.tempSubStringBetween(at(range.location), at(range.location + range.length))
           .toUTF8String(out);
-      return out;
     }
     FakeField& f;
   };
@@ -109,11 +102,11 @@ TEST(CursorContext, DecisionsFromTheTextBeforeTheCursor) {
   };
   // The usual cases are read from a real field in the accessibility tests.
   const Case cases[] = {
-      {"Done.)", true, true},        // a closing bracket after the full stop
-      {"\"", true, false},           // a lone quote: nothing before it decides
-      {"list:\r\n", true, false},    // CRLF is one character
-      {"so\u2026", true, true},      // ellipsis
-      {"\u201C", false, false},      // left double quotation mark
+      {"Done.)", true, true},      // a closing bracket after the full stop
+      {"\"", true, false},         // a lone quote: nothing before it decides
+      {"list:\r\n", true, false},  // CRLF is one character
+      {"so\u2026", true, true},    // ellipsis
+      {"\u201C", false, false},    // left double quotation mark
   };
   for (const auto& c : cases) {
     CursorContext context = CursorContext::fromText(c.preceding);

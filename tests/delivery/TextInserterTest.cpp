@@ -153,15 +153,6 @@ TEST(TextInserter, CopiesWithoutAChordWhenItMayNotPasteAndTouchesNothingForNoTex
   }
 }
 
-TEST(TextInserter, EmptyClipboardLeavesTheText) {
-  Harness h;
-  h.clipboard.set({});
-  h.inserter.insert("one ", true, 1);
-  ASSERT_TRUE(h.restorer.pending());
-  h.loop.advance(1s);
-  EXPECT_EQ(h.clipboard.text(), "one ");
-}
-
 TEST(TextInserter, OneDeadlineBoundsEveryWaitOfAnInsert) {
   struct Case {
     const char* name;

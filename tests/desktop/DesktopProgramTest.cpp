@@ -50,7 +50,6 @@ TEST(DesktopProgram, FaultsAtStartAreClearMessagesNotCrashes) {
   {
     // A settings file that does not parse is kept aside, and the program starts on defaults.
     ProgramHome home;
-    std::filesystem::create_directories(home.dir / "config" / "murvelo");
     writeFile(home.dir / "config" / "murvelo" / "defaults.json", "{\"cleanupLevel\": \"format\",");
     auto program = home.start();
     ASSERT_TRUE(home.waitForSocket());

@@ -9,8 +9,8 @@
 #include "desktop/DesktopTestEnvironment.h"
 #include "support/AtspiSession.h"
 #include "support/GtkTextWindow.h"
-#include "support/Pump.h"
 #include "support/PulseTestServer.h"
+#include "support/Pump.h"
 
 namespace murvelo::test {
 namespace {

@@ -209,7 +209,7 @@ TEST(ModelManager, DownloadsWithProgressRefusesBadFilesCancelsAndDeletes) {
   screenshot(manager, "settings-models");
 }
 
-TEST(SetupGuide, EveryCheckIsLiveAndFinishingMarksOnboardingDone) {
+TEST(SetupGuide, EveryCheckIsLive) {
   if (!test::PulseTestServer::available() || !test::AtspiSession::available())
     GTEST_SKIP() << "needs pulseaudio and the AT-SPI bus";
   test::PulseTestServer server;
@@ -222,11 +222,18 @@ TEST(SetupGuide, EveryCheckIsLiveAndFinishingMarksOnboardingDone) {
   InMemoryDefaultsStore defaults;
   AppSettings settings(defaults);
   settings.setMicrophoneSelection(MicrophoneSelection::device("usbmic"));
-  SetupGuide guide(settings, {.talkKey = [] { return TalkKeyFacts{SessionKind::wayland, false, ""}; },
+  SetupGuide guide(settings, {.talkKey =
+                                  [] {
+                                    return TalkKeyFacts{SessionKind::wayland, false, ""};
+                                  },
                               .accessibility = [] { return AtspiStatus::enabled(); },
                               .enableAccessibility = [] { return AtspiStatus::setEnabled(true); },
-                              .postingKeys = [] { return PostingFacts{SessionKind::wayland, false, false}; },
+                              .postingKeys =
+                                  [] {
+                                    return PostingFacts{SessionKind::wayland, false, false};
+                                  },
                               .model = [] { return std::nullopt; },
+                              .modelsChanged = {},
                               .microphoneIntervalMs = 100});
   guide.present();
 
@@ -262,15 +269,6 @@ TEST(SetupGuide, EveryCheckIsLiveAndFinishingMarksOnboardingDone) {
   EXPECT_TRUE(microphone->commandLine()->isVisible());
   EXPECT_TRUE(spinUntil([&] { return guide.levelMeter()->value() == 0; }));
   screenshot(guide, "guide-1-microphone-no-server");
-
-  while (guide.currentId() != SetupGuide::tryPage) guide.next();
-  EXPECT_NE(guide.currentPage()->findChild<QLabel*>()->text().indexOf("hold Right Alt"), -1);
-  EXPECT_TRUE(spinUntil([&] { return guide.tryBox()->hasFocus(); }));
-  EXPECT_FALSE(settings.onboardingFinished());
-  guide.button(QWizard::FinishButton)->click();
-  EXPECT_TRUE(settings.onboardingComplete());
-  EXPECT_TRUE(settings.onboardingFinished());
-  EXPECT_FALSE(guide.isVisible());
 }
 
 // The program itself, in this process: its first start opens the guide, and a dictation through
@@ -320,7 +318,8 @@ TEST(SetupGuide, FirstStartOpensItAndADictationLandsInTheTryBox) {
   feeder.join();
   talk("stop");
   const auto dictated = [&] { return guide->tryBox()->toPlainText().toStdString(); };
-  EXPECT_TRUE(spinUntil([&] { return dictated().find("Onwardzq") != std::string::npos; }, 30000)) << dictated();
+  EXPECT_TRUE(spinUntil([&] { return dictated().find("Onwardzq") != std::string::npos; }, 30000))
+      << dictated();
   screenshot(*guide, "guide-6-try-it-dictated");
 
   // The support report of this run has its events, and neither the words nor the user's own word.
@@ -345,8 +344,9 @@ TEST(SetupGuide, FirstStartOpensItAndADictationLandsInTheTryBox) {
     return std::find(said.begin(), said.end(), "speech engine now pocketsphinx") != said.end();
   })) << "no whisper model here: the rebuilt engine falls back";
   guide->button(QWizard::FinishButton)->click();
-  EXPECT_TRUE(test::readFile(Paths::defaultsFile()).find(R"("onboardingFinished": true)") !=
-              std::string::npos);
+  EXPECT_FALSE(guide->isVisible());
+  for (const char* marked : {R"("onboardingFinished": true)", R"("onboardingComplete": true)"})
+    EXPECT_NE(test::readFile(Paths::defaultsFile()).find(marked), std::string::npos) << marked;
 }
 
 }  // namespace

@@ -13,13 +13,16 @@
 #include <QTableWidget>
 
 #include "app/PhraseRecorder.h"
+#include "base/DefaultsStore.h"
 #include "base/Paths.h"
 #include "base/ThreadTimer.h"
+#include "cleanup/CorrectionsDictionary.h"
 #include "desktop/AccuracyWindow.h"
 #include "desktop/DesktopTestEnvironment.h"
 #include "desktop/HistoryWindow.h"
 #include "desktop/QtMainLoop.h"
 #include "desktop/QtTestSupport.h"
+#include "history/HistoryStore.h"
 #include "speech/SpeechEngine.h"
 #include "speech/pocketsphinx/PocketSphinxRecognizer.h"
 #include "support/PulseTestServer.h"
@@ -71,7 +74,6 @@ TEST(HistoryWindow, FlagCopyClearAndMyWordsWithOddText) {
   EXPECT_EQ(copied, history.items()[2].text) << "the whole text, not the row";
   window.flagButton()->click();
   EXPECT_TRUE(history.items()[2].flaggedWrong);
-  EXPECT_EQ(window.flagButton()->text(), "Remove flag");
   EXPECT_TRUE(window.list()->item(2)->text().contains("⚑"));
   EXPECT_EQ(window.list()->currentRow(), 2) << "the selection stays on the flagged item";
   EXPECT_TRUE(layoutFits(window));

@@ -30,7 +30,11 @@ std::vector<input_event> events(const std::string& text) {
       case 's': e.type = EV_SYN, e.code = SYN_REPORT; break;
       case 'd': e.type = EV_SYN, e.code = SYN_DROPPED; break;
       case 'm': e.type = EV_MSC, e.code = MSC_SCAN, e.value = step.code; break;
-      default: e.type = EV_KEY, e.code = static_cast<__u16>(step.code), e.value = step.what == '+' ? 1 : step.what == 'r' ? 2 : 0;
+      default:
+        e.type = EV_KEY, e.code = static_cast<__u16>(step.code),
+        e.value = step.what == '+'   ? 1
+                  : step.what == 'r' ? 2
+                                     : 0;
     }
     out.push_back(e);
   }
@@ -94,7 +98,8 @@ class EvdevKeySourceTest : public ::testing::Test {
       std::lock_guard lock(mutex);
       return keyboards[path].keyDown;
     };
-    source = std::make_unique<EvdevKeySource>(loop, (folder.empty() ? dir.path() : dir / folder).string(), ops);
+    source =
+        std::make_unique<EvdevKeySource>(loop, (folder.empty() ? dir.path() : dir / folder).string(), ops);
     return *source;
   }
   bool listen() {
@@ -150,7 +155,7 @@ class EvdevKeySourceTest : public ::testing::Test {
 TEST_F(EvdevKeySourceTest, TheKeyIsDownWhileDownOnAnyKeyboard) {
   const std::string a = plug("event0");
   const std::string b = plug("event1");
-  plug("event2", false);           // a mouse: not opened
+  plug("event2", false);          // a mouse: not opened
   denied.insert(plug("event3"));  // skipped, not fatal
   ASSERT_TRUE(listen());
   EXPECT_EQ(source->deviceCount(), 2);

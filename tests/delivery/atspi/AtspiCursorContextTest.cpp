@@ -64,14 +64,22 @@ TEST_F(AtspiCursorContext, ReadsARealGtkField) {
     Json expected;
   };
   const Case cases[] = {
-      {"empty field", {""}, {nullptr, nullptr, nullptr, nullptr, true, true, false}},
-      {"after a word", {"Hello world"}, {"d", "l", "d", nullptr, false, false, true}},
-      {"after a full stop and a space", {"Done. "}, {" ", ".", ".", nullptr, false, true, false}},
+      {"empty field", {"", {}, {}, false}, {nullptr, nullptr, nullptr, nullptr, true, true, false}},
+      {"after a word", {"Hello world", {}, {}, false}, {"d", "l", "d", nullptr, false, false, true}},
+      {"after a full stop and a space",
+       {"Done. ", {}, {}, false},
+       {" ", ".", ".", nullptr, false, true, false}},
       {"after a line feed", {"Wait.\n", {}, {}, true}, {"\n", ".", "\n", nullptr, false, true, false}},
-      {"after an opening quote", {"He said \""}, {"\"", " ", "d", nullptr, false, false, false}},
-      {"after a closing quote", {"said \"yes\""}, {"\"", "s", "s", nullptr, false, false, true}},
-      {"a selection", {"Hello world. Next", 6, 11}, {" ", "o", "o", ".", false, false, false}},
-      {"an emoji with a skin tone", {"ok " + thumbs + " go", 5}, {thumbs, " ", thumbs, " ", false, false, true}},
+      {"after an opening quote",
+       {"He said \"", {}, {}, false},
+       {"\"", " ", "d", nullptr, false, false, false}},
+      {"after a closing quote",
+       {"said \"yes\"", {}, {}, false},
+       {"\"", "s", "s", nullptr, false, false, true}},
+      {"a selection", {"Hello world. Next", 6, 11, false}, {" ", "o", "o", ".", false, false, false}},
+      {"an emoji with a skin tone",
+       {"ok " + thumbs + " go", 5, {}, false},
+       {thumbs, " ", thumbs, " ", false, false, true}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -96,7 +104,7 @@ TEST_F(AtspiCursorContext, ABusThatComesUpLaterIsFound) {
   if (AtspiAccessibility::connected())
     GTEST_SKIP() << "this process is connected already; run the test alone";
   GtkTextWindow window;
-  ASSERT_TRUE(window.open(xvfb_->display(), {"Dear Ann"})) << window.log();
+  ASSERT_TRUE(window.open(xvfb_->display(), {"Dear Ann", {}, {}, false})) << window.log();
   auto readOnce = [] {
     EventLoop loop;
     std::optional<CursorContext> got;
