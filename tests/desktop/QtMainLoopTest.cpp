@@ -4,7 +4,6 @@
 #include <atomic>
 #include <thread>
 
-#include "desktop/DesktopTestEnvironment.h"
 #include "desktop/QtMainLoop.h"
 #include "desktop/QtTestSupport.h"
 

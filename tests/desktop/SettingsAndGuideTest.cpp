@@ -4,10 +4,8 @@
 #include <unistd.h>
 
 #include <QAbstractButton>
-#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QListWidget>
 #include <QPlainTextEdit>
@@ -15,7 +13,6 @@
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTreeWidget>
-#include <fstream>
 #include <random>
 #include <thread>
 

@@ -3,10 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <map>
 #include <mutex>
-#include <thread>
 
 #include "base/ManualLoop.h"
 #include "hotkey/FakeKeySource.h"
@@ -23,6 +21,7 @@ constexpr int kRightAlt = KEY_RIGHTALT;
 // Events as text: "+100" key down, "-100" up, "r100" auto-repeat (100 is Right Alt, 56 Left Alt,
 // 30 A), "s0" a report, "d0" dropped events, "m100" a scan code.
 std::vector<input_event> events(const std::string& text) {
+  constexpr std::string_view kValues = "-+r";  // release, press, repeat
   std::vector<input_event> out;
   for (const auto& step : test::keySteps(text)) {
     input_event e{};
@@ -30,11 +29,7 @@ std::vector<input_event> events(const std::string& text) {
       case 's': e.type = EV_SYN, e.code = SYN_REPORT; break;
       case 'd': e.type = EV_SYN, e.code = SYN_DROPPED; break;
       case 'm': e.type = EV_MSC, e.code = MSC_SCAN, e.value = step.code; break;
-      default:
-        e.type = EV_KEY, e.code = static_cast<__u16>(step.code),
-        e.value = step.what == '+'   ? 1
-                  : step.what == 'r' ? 2
-                                     : 0;
+      default: e.type = EV_KEY, e.code = static_cast<__u16>(step.code), e.value = kValues.find(step.what);
     }
     out.push_back(e);
   }

@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
-#include <QApplication>
+#include <QAction>
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QImage>
 #include <QMenu>
 #include <QScreen>
 
 #include "app/Notices.h"
+#include "desktop/DesktopApp.h"
 #include "desktop/DesktopTestEnvironment.h"
 #include "desktop/QtTestSupport.h"
 #include "desktop/RecordingHUD.h"
@@ -92,12 +95,11 @@ TEST(RecordingHUD, EveryPhasePicturedAndOnlyWorkInProgressMoves) {
 
 TEST(TrayMenu, RecentDictationsCopyAndTheMenuIsPictured) {
   std::string copied;
-  int pauses = 0;
   std::vector<std::string> recent = {
       "Send the report to Maria & Tom before Friday, with the figures from the "
       "third quarter attached.",
       "Thanks."};
-  TrayMenu tray({[&] { ++pauses; }, [](CleanupLevel) {}, [&] { return recent; },
+  TrayMenu tray({[] {}, [](CleanupLevel) {}, [&] { return recent; },
                  [&](const std::string& text) { copied = text; }, nullptr, nullptr, nullptr});
   tray.addToolActions([] {}, [] {});
   tray.setLevel(CleanupLevel::light);
@@ -109,8 +111,6 @@ TEST(TrayMenu, RecentDictationsCopyAndTheMenuIsPictured) {
   actions[0]->trigger();
   EXPECT_EQ(copied, recent[0]) << "the whole text, not the preview";
 
-  tray.pauseAction()->trigger();
-  EXPECT_EQ(pauses, 1);
   // As the program shows it while the key is paused.
   tray.setPaused(true);
   tray.setStatus("Talk key paused", false);
@@ -120,6 +120,25 @@ TEST(TrayMenu, RecentDictationsCopyAndTheMenuIsPictured) {
   ASSERT_TRUE(spinUntil([&] { return tray.menu()->isVisible(); }));
   test::screenshot(*tray.menu(), "tray-menu");
   tray.menu()->hide();
+}
+
+// A Wayland session without access to the keyboards: nothing listens to the talk key, and the
+// tray must not claim otherwise nor offer to pause what does not run.
+TEST(DesktopApp, TrayTellsWhenTheTalkKeyIsNotListenedTo) {
+  setenv("WAYLAND_DISPLAY", "murvelo-test-absent", 1);
+  {
+    DesktopApp app({"/usr/bin/murvelo", static_cast<int>(getpid()), getuid()});
+    ASSERT_FALSE(app.launch());
+    // Without a tray host the status first carries the one-time notice for a few seconds.
+    auto status = [&] { return app.tray().statusAction()->text(); };
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < 10000 && (status().startsWith("Run murvelo") || timer.elapsed() < 300))
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    EXPECT_TRUE(status().contains("not listened to")) << status().toStdString();
+    EXPECT_FALSE(app.tray().pauseAction()->isEnabled());
+  }
+  unsetenv("WAYLAND_DISPLAY");
 }
 
 }  // namespace
