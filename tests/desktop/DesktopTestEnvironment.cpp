@@ -66,66 +66,65 @@ void BackgroundProcess::terminate() {
   }
 }
 
-struct XDesk::State {
-  Display* display = XOpenDisplay(nullptr);
+namespace {
 
-  ~State() {
-    if (display) XCloseDisplay(display);
-  }
-  std::string nameOf(Window w) {
-    char* name = nullptr;
-    if (!XFetchName(display, w, &name) || !name) return {};
-    std::string out(name);
-    XFree(name);
-    return out;
-  }
-  Window findTop(const std::function<bool(Window, const XWindowAttributes&)>& match) {
-    Window root = None, parent = None, *children = nullptr;
-    unsigned count = 0;
-    Window found = None;
-    if (!XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count)) return None;
-    for (unsigned i = 0; i < count && found == None; ++i) {
-      XWindowAttributes a;
-      if (XGetWindowAttributes(display, children[i], &a) && match(children[i], a)) found = children[i];
-    }
-    if (children) XFree(children);
-    return found;
-  }
-};
+std::string nameOf(Display* display, Window w) {
+  char* name = nullptr;
+  if (!XFetchName(display, w, &name) || !name) return {};
+  std::string out(name);
+  XFree(name);
+  return out;
+}
 
-XDesk::XDesk() : state_(std::make_unique<State>()) {}
-XDesk::~XDesk() = default;
+Window findTop(Display* display, const std::function<bool(Window, const XWindowAttributes&)>& match) {
+  Window root = None, parent = None, *children = nullptr;
+  unsigned count = 0;
+  Window found = None;
+  if (!XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count)) return None;
+  for (unsigned i = 0; i < count && found == None; ++i) {
+    XWindowAttributes a;
+    if (XGetWindowAttributes(display, children[i], &a) && match(children[i], a)) found = children[i];
+  }
+  if (children) XFree(children);
+  return found;
+}
+
+}  // namespace
+
+XDesk::XDesk() : display_(XOpenDisplay(nullptr)) {}
+XDesk::~XDesk() {
+  if (display_) XCloseDisplay(display_);
+}
 
 bool XDesk::ok() const {
   int ignored = 0;
-  return state_->display && XTestQueryExtension(state_->display, &ignored, &ignored, &ignored, &ignored);
+  return display_ && XTestQueryExtension(display_, &ignored, &ignored, &ignored, &ignored);
 }
 
 void XDesk::key(unsigned keycode, bool down) {
-  XTestFakeKeyEvent(state_->display, keycode, down, CurrentTime);
-  XSync(state_->display, False);
+  XTestFakeKeyEvent(display_, keycode, down, CurrentTime);
+  XSync(display_, False);
 }
 
 bool XDesk::mapped(int width, int height) {
-  return state_->findTop([&](Window, const XWindowAttributes& a) {
-    return a.map_state == IsViewable && a.width == width && a.height == height;
-  }) != None;
+  return findTop(display_, [&](Window, const XWindowAttributes& a) {
+           return a.map_state == IsViewable && a.width == width && a.height == height;
+         }) != None;
 }
 
 unsigned long XDesk::titled(const std::string& title) {
-  return state_->findTop([&](Window w, const XWindowAttributes&) { return state_->nameOf(w) == title; });
+  return findTop(display_, [&](Window w, const XWindowAttributes&) { return nameOf(display_, w) == title; });
 }
 
 std::string XDesk::focusedTitle() {
-  Display* d = state_->display;
   Window focus = None;
   int revert = 0;
-  XGetInputFocus(d, &focus, &revert);
-  for (Window w = focus; w != None && w != PointerRoot && w != DefaultRootWindow(d);) {
-    if (auto name = state_->nameOf(w); !name.empty()) return name;
+  XGetInputFocus(display_, &focus, &revert);
+  for (Window w = focus; w != None && w != PointerRoot && w != DefaultRootWindow(display_);) {
+    if (auto name = nameOf(display_, w); !name.empty()) return name;
     Window root = None, parent = None, *children = nullptr;
     unsigned count = 0;
-    if (!XQueryTree(d, w, &root, &parent, &children, &count)) break;
+    if (!XQueryTree(display_, w, &root, &parent, &children, &count)) break;
     if (children) XFree(children);
     w = parent;
   }

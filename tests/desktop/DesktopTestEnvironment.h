@@ -12,6 +12,8 @@
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
 
+struct _XDisplay;
+
 namespace murvelo::test {
 
 // A private X server (Xvfb on a free display number) for the tests of the desktop program.
@@ -66,8 +68,7 @@ class XDesk {
   std::string focusedTitle();
 
  private:
-  struct State;
-  std::unique_ptr<State> state_;
+  ::_XDisplay* display_;  // Xlib's Display
 };
 
 // Where the screenshots of the test run go: <build>/screenshots.
