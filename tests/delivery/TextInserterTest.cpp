@@ -24,7 +24,6 @@ class FakeClipboard : public Clipboard {
   }
   std::vector<ClipboardItem> readItems() override {
     std::unique_lock lock(mutex_);
-    ++reads_;
     opened_.wait(lock, [&] { return !stalled_; });
     return items_;
   }
@@ -61,17 +60,9 @@ class FakeClipboard : public Clipboard {
     items_ = std::move(items);
     ++count_;
   }
-  std::vector<ClipboardItem> items() {
-    std::lock_guard lock(mutex_);
-    return items_;
-  }
   std::string text() {
-    auto all = items();
-    return all.empty() ? "" : all[0].entries[0].second;
-  }
-  int reads() {
     std::lock_guard lock(mutex_);
-    return reads_;
+    return items_.empty() ? "" : items_[0].entries[0].second;
   }
   void stall(bool on) {
     {
@@ -87,7 +78,6 @@ class FakeClipboard : public Clipboard {
   bool stalled_ = false;
   std::vector<ClipboardItem> items_;
   std::uint64_t count_ = 0;
-  int reads_ = 0;
   std::optional<std::vector<ClipboardItem>> late_;
   std::vector<std::function<void()>> afterLate_;
 
@@ -101,7 +91,7 @@ class FakeKeys : public KeyPoster {
  public:
   bool mayPostEvents() override { return allowed; }
   bool pasteBlockingModifierHeld() override { return held; }
-  std::vector<std::string> focusedWindowClasses() override { return classes; }
+  std::vector<std::string> focusedWindowClasses() override { return {"gedit", "Gedit"}; }
   int postPasteChord(PasteKey key) override {
     chords.push_back(key);
     return key == PasteKey::ctrlV ? 4 : 6;
@@ -109,7 +99,6 @@ class FakeKeys : public KeyPoster {
 
   bool allowed = true;
   bool held = false;
-  std::vector<std::string> classes = {"gedit", "Gedit"};
   std::vector<PasteKey> chords;
 };
 
@@ -133,66 +122,30 @@ struct Harness {
   }
 };
 
-TEST(TextInserter, RestoresAfter600msAndLogsNoneOfTheText) {
-  Harness h;
-  test::ScopedLogCapture logs;
-  EXPECT_EQ(h.inserter.insert("hello ", true, 7), Outcome::pastedAtCursor);
-  h.loop.advance(599ms);
-  EXPECT_EQ(h.clipboard.text(), "hello ");
-  h.loop.advance(1ms);
-  EXPECT_EQ(h.clipboard.items(), kUserClipboard);
-  EXPECT_EQ(h.results, std::vector{ClipboardRestorer::Result::restored});
-  for (const auto& event : h.diagnostics.snapshot()) {
-    EXPECT_EQ(event.detail.find("hello"), std::string::npos);
-    EXPECT_EQ(event.detail.find("user"), std::string::npos);
-  }
-  for (const auto& message : logs.sink().messages()) EXPECT_EQ(message.find("user"), std::string::npos);
-}
-
-TEST(TextInserter, CopyMadeBeforeTheRestoreSurvives) {
-  Harness h;
-  h.inserter.insert("hello ", true, 1);
-  h.loop.advance(300ms);
-  h.clipboard.set({ClipboardItem{{{"text/plain", "copied meanwhile"}}}});
-  h.loop.advance(400ms);
-  EXPECT_EQ(h.clipboard.text(), "copied meanwhile");
-  EXPECT_EQ(h.results, std::vector{ClipboardRestorer::Result::skipped});
-  EXPECT_FALSE(h.restorer.pending());
-}
-
-TEST(TextInserter, CopyOnlyWhenAutoPasteOffOrNotPermitted) {
-  for (bool autoPaste : {false, true}) {
+// A copy-only delivery must not be undone by the restore still pending from an earlier paste.
+TEST(TextInserter, CopiesWithoutAChordWhenItMayNotPasteAndTouchesNothingForNoText) {
+  struct Case {
+    const char* name;
+    const char* text;
+    bool autoPaste, allowed;
+    const char* clipboardAfter;
+  };
+  const Case cases[] = {
+      {"auto-paste off", "copied ", false, true, "copied "},
+      {"posting not permitted", "copied ", true, false, "copied "},
+      {"no text", "", true, true, "user text"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
     Harness h;
-    h.keys.allowed = !autoPaste;           // one of the two conditions fails each time
-    h.inserter.insert("first ", true, 1);  // leaves a pending restore when pasting was allowed
-    auto pendingBefore = h.restorer.pending().has_value();
-    h.keys.allowed = false;
+    h.inserter.insert("first ", true, 1);
     h.keys.chords.clear();
-    EXPECT_EQ(h.inserter.insert("copied ", autoPaste, 2), Outcome::copiedToClipboard);
-    EXPECT_EQ(h.clipboard.text(), "copied ");
+    h.keys.allowed = c.allowed;
+    EXPECT_EQ(h.inserter.insert(c.text, c.autoPaste, 2), Outcome::copiedToClipboard);
     EXPECT_TRUE(h.keys.chords.empty());
-    EXPECT_EQ(h.restorer.pending().has_value(), pendingBefore);
+    h.loop.advance(1s);
+    EXPECT_EQ(h.clipboard.text(), c.clipboardAfter);
   }
-}
-
-TEST(TextInserter, EmptyClipboardLeavesTheTextAndAnEmptyPendingSnapshot) {
-  Harness h;
-  h.clipboard.set({});
-  h.inserter.insert("one ", true, 1);
-  EXPECT_FALSE(h.loop.hasPendingTimers());
-  ASSERT_TRUE(h.restorer.pending());
-  EXPECT_TRUE(h.restorer.pending()->snapshot.empty());
-  h.loop.advance(1s);
-  EXPECT_EQ(h.clipboard.text(), "one ");
-}
-
-TEST(TextInserter, EmptyTextTouchesNothing) {
-  Harness h;
-  auto before = h.clipboard.changeCount({});
-  EXPECT_EQ(h.inserter.insert("", true, 1), Outcome::copiedToClipboard);
-  EXPECT_EQ(h.clipboard.changeCount({}), before);
-  EXPECT_TRUE(h.keys.chords.empty());
-  EXPECT_EQ(h.clipboard.reads(), 0);
 }
 
 TEST(TextInserter, OneDeadlineBoundsEveryWaitOfAnInsert) {
@@ -221,31 +174,33 @@ TEST(TextInserter, OneDeadlineBoundsEveryWaitOfAnInsert) {
   }
 }
 
-TEST(TextInserter, ChordWaitsForAWriteThatLandsLate) {
+TEST(TextInserter, ChordWaitsForAWriteThatLandsLateAndNothingOfTheTextIsLogged) {
   Harness h;
+  test::ScopedLogCapture logs;
   h.clipboard.landsInTime = false;
   EXPECT_EQ(h.inserter.insert("late ", true, 1), Outcome::pastedAtCursor);
   h.loop.advance(1s);
   EXPECT_TRUE(h.keys.chords.empty());  // the clipboard still holds the user's contents
-  EXPECT_EQ(h.clipboard.items(), kUserClipboard);
+  EXPECT_EQ(h.clipboard.text(), "user text");
   h.clipboard.landLate();
   h.loop.runUntilIdle();
   EXPECT_EQ(h.keys.chords.size(), 1u);
   EXPECT_EQ(h.clipboard.text(), "late ");
   h.loop.advance(600ms);
-  EXPECT_EQ(h.clipboard.items(), kUserClipboard);
+  EXPECT_EQ(h.clipboard.text(), "user text");
   EXPECT_EQ(h.results, std::vector{ClipboardRestorer::Result::restored});
+  for (const auto& event : h.diagnostics.snapshot())
+    for (const char* secret : {"late", "user"}) EXPECT_EQ(event.detail.find(secret), std::string::npos);
+  for (const auto& message : logs.sink().messages())
+    for (const char* secret : {"late", "user"}) EXPECT_EQ(message.find(secret), std::string::npos);
 }
 
-TEST(TextInserter, HeldAltDelaysTheChordOnceBy45ms) {
+// A held Alt would turn the chord into another shortcut: it waits a moment, then posts once anyway.
+TEST(TextInserter, HeldAltDelaysTheChordOnce) {
   Harness h;
   h.keys.held = true;
   h.inserter.insert("x ", true, 1);
   EXPECT_TRUE(h.keys.chords.empty());
-  h.loop.advance(44ms);
-  EXPECT_TRUE(h.keys.chords.empty());
-  h.loop.advance(1ms);  // still held, posted anyway
-  EXPECT_EQ(h.keys.chords.size(), 1u);
   h.loop.advance(1s);
   EXPECT_EQ(h.keys.chords.size(), 1u);
 }
@@ -258,14 +213,9 @@ TEST(PasteKeyChoice, TerminalsGetCtrlShiftV) {
   };
   const Case cases[] = {
       {{"gnome-terminal-server", "Gnome-terminal"}, {}, PasteKey::ctrlShiftV},
-      {{"konsole", "konsole"}, {}, PasteKey::ctrlShiftV},
-      {{"org.wezfurlong.wezterm"}, {}, PasteKey::ctrlShiftV},
-      {{"urxvt", "URxvt"}, {}, PasteKey::ctrlShiftV},
-      {{"st-256color", "St"}, {}, PasteKey::ctrlShiftV},
       {{"Alacritty"}, {}, PasteKey::ctrlShiftV},
       {{"firefox", "Firefox"}, {}, PasteKey::ctrlV},
       {{"stterm-like"}, {}, PasteKey::ctrlV},  // no prefix matching
-      {{}, {}, PasteKey::ctrlV},
       {{"", ""}, {""}, PasteKey::ctrlV},
       {{"myterm", "MyTerm"}, {"MYTERM"}, PasteKey::ctrlShiftV},
   };

@@ -15,22 +15,17 @@ struct Key {
   bool operator==(const Key&) const = default;
 };
 
-// Reads back what was written, checking that a sync report follows every key event.
+// Reads back what was written: each key event followed by its sync report.
 std::vector<Key> readChord(int fd) {
   std::vector<Key> keys;
-  input_event event{};
-  bool expectSync = false;
-  while (read(fd, &event, sizeof event) == static_cast<ssize_t>(sizeof event)) {
-    if (expectSync) {
-      EXPECT_EQ(event.type, EV_SYN);
-      expectSync = false;
-      continue;
-    }
-    EXPECT_EQ(event.type, EV_KEY);
-    keys.push_back({event.code, event.value});
-    expectSync = true;
+  input_event pair[2];
+  ssize_t got = 0;
+  while ((got = read(fd, pair, sizeof pair)) == static_cast<ssize_t>(sizeof pair)) {
+    EXPECT_EQ(pair[0].type, EV_KEY);
+    EXPECT_EQ(pair[1].type, EV_SYN);
+    keys.push_back({pair[0].code, pair[0].value});
   }
-  EXPECT_FALSE(expectSync) << "the last key event has no sync report";
+  EXPECT_EQ(got, 0) << "the last key event has no sync report";
   return keys;
 }
 

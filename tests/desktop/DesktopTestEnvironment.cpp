@@ -3,7 +3,6 @@
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,40 +10,17 @@
 #include <chrono>
 #include <fstream>
 #include <functional>
-#include <thread>
+
+#include "support/Pump.h"
 
 namespace murvelo::test {
 
 PrivateDisplay::PrivateDisplay() {
-  int fds[2];
-  if (pipe2(fds, O_CLOEXEC) != 0) return;
-  pid_ = fork();
-  if (pid_ == 0) {
-    // -displayfd lets the server pick a free number and tell us which.
-    dup2(fds[1], 3);
-    int devnull = open("/dev/null", O_RDWR);
-    dup2(devnull, 1);
-    dup2(devnull, 2);
-    execlp("Xvfb", "Xvfb", "-displayfd", "3", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset",
-           static_cast<char*>(nullptr));
-    _exit(127);
-  }
-  close(fds[1]);
-  std::string number;
-  pollfd waitFor{fds[0], POLLIN, 0};
-  while (poll(&waitFor, 1, 10000) > 0) {
-    char c;
-    if (read(fds[0], &c, 1) != 1 || c == '\n') break;
-    number += c;
-  }
-  close(fds[0]);
+  // -displayfd lets the server pick a free number and tell us which.
+  std::string number = xvfb_.startAndReadLine(
+      {"Xvfb", "-displayfd", "{fd}", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset"}, {},
+      "/dev/null");
   if (!number.empty()) name_ = ":" + number;
-}
-
-PrivateDisplay::~PrivateDisplay() {
-  if (pid_ <= 0) return;
-  kill(pid_, SIGTERM);
-  waitpid(pid_, nullptr, 0);
 }
 
 BackgroundProcess::BackgroundProcess(const std::string& program, const std::vector<std::string>& args,
@@ -69,18 +45,16 @@ BackgroundProcess::~BackgroundProcess() { terminate(); }
 bool BackgroundProcess::running() { return waitExit(0) == -1 && pid_ > 0; }
 
 int BackgroundProcess::waitExit(int timeoutMs) {
-  if (pid_ <= 0) return exitCode_;
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-  while (true) {
-    int status = 0;
-    if (waitpid(pid_, &status, WNOHANG) == pid_) {
-      exitCode_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-      pid_ = -1;
-      return exitCode_;
-    }
-    if (std::chrono::steady_clock::now() >= deadline) return -1;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
+  waitUntil(
+      [&] {
+        int status = 0;
+        if (pid_ <= 0 || waitpid(pid_, &status, WNOHANG) != pid_) return pid_ <= 0;
+        exitCode_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        pid_ = -1;
+        return true;
+      },
+      std::chrono::milliseconds(timeoutMs));
+  return pid_ <= 0 ? exitCode_ : -1;
 }
 
 void BackgroundProcess::terminate() {
@@ -92,66 +66,65 @@ void BackgroundProcess::terminate() {
   }
 }
 
-struct XDesk::State {
-  Display* display = XOpenDisplay(nullptr);
+namespace {
 
-  ~State() {
-    if (display) XCloseDisplay(display);
-  }
-  std::string nameOf(Window w) {
-    char* name = nullptr;
-    if (!XFetchName(display, w, &name) || !name) return {};
-    std::string out(name);
-    XFree(name);
-    return out;
-  }
-  Window findTop(const std::function<bool(Window, const XWindowAttributes&)>& match) {
-    Window root = None, parent = None, *children = nullptr;
-    unsigned count = 0;
-    Window found = None;
-    if (!XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count)) return None;
-    for (unsigned i = 0; i < count && found == None; ++i) {
-      XWindowAttributes a;
-      if (XGetWindowAttributes(display, children[i], &a) && match(children[i], a)) found = children[i];
-    }
-    if (children) XFree(children);
-    return found;
-  }
-};
+std::string nameOf(Display* display, Window w) {
+  char* name = nullptr;
+  if (!XFetchName(display, w, &name) || !name) return {};
+  std::string out(name);
+  XFree(name);
+  return out;
+}
 
-XDesk::XDesk() : state_(std::make_unique<State>()) {}
-XDesk::~XDesk() = default;
+Window findTop(Display* display, const std::function<bool(Window, const XWindowAttributes&)>& match) {
+  Window root = None, parent = None, *children = nullptr;
+  unsigned count = 0;
+  Window found = None;
+  if (!XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count)) return None;
+  for (unsigned i = 0; i < count && found == None; ++i) {
+    XWindowAttributes a;
+    if (XGetWindowAttributes(display, children[i], &a) && match(children[i], a)) found = children[i];
+  }
+  if (children) XFree(children);
+  return found;
+}
+
+}  // namespace
+
+XDesk::XDesk() : display_(XOpenDisplay(nullptr)) {}
+XDesk::~XDesk() {
+  if (display_) XCloseDisplay(display_);
+}
 
 bool XDesk::ok() const {
   int ignored = 0;
-  return state_->display && XTestQueryExtension(state_->display, &ignored, &ignored, &ignored, &ignored);
+  return display_ && XTestQueryExtension(display_, &ignored, &ignored, &ignored, &ignored);
 }
 
 void XDesk::key(unsigned keycode, bool down) {
-  XTestFakeKeyEvent(state_->display, keycode, down, CurrentTime);
-  XSync(state_->display, False);
+  XTestFakeKeyEvent(display_, keycode, down, CurrentTime);
+  XSync(display_, False);
 }
 
 bool XDesk::mapped(int width, int height) {
-  return state_->findTop([&](Window, const XWindowAttributes& a) {
-    return a.map_state == IsViewable && a.width == width && a.height == height;
-  }) != None;
+  return findTop(display_, [&](Window, const XWindowAttributes& a) {
+           return a.map_state == IsViewable && a.width == width && a.height == height;
+         }) != None;
 }
 
 unsigned long XDesk::titled(const std::string& title) {
-  return state_->findTop([&](Window w, const XWindowAttributes&) { return state_->nameOf(w) == title; });
+  return findTop(display_, [&](Window w, const XWindowAttributes&) { return nameOf(display_, w) == title; });
 }
 
 std::string XDesk::focusedTitle() {
-  Display* d = state_->display;
   Window focus = None;
   int revert = 0;
-  XGetInputFocus(d, &focus, &revert);
-  for (Window w = focus; w != None && w != PointerRoot && w != DefaultRootWindow(d);) {
-    if (auto name = state_->nameOf(w); !name.empty()) return name;
+  XGetInputFocus(display_, &focus, &revert);
+  for (Window w = focus; w != None && w != PointerRoot && w != DefaultRootWindow(display_);) {
+    if (auto name = nameOf(display_, w); !name.empty()) return name;
     Window root = None, parent = None, *children = nullptr;
     unsigned count = 0;
-    if (!XQueryTree(d, w, &root, &parent, &children, &count)) break;
+    if (!XQueryTree(display_, w, &root, &parent, &children, &count)) break;
     if (children) XFree(children);
     w = parent;
   }
@@ -191,10 +164,7 @@ ProcessResult ProgramHome::cli(const std::vector<std::string>& args) const {
 }
 
 bool ProgramHome::waitForSocket() const {
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!std::filesystem::exists(socket()) && std::chrono::steady_clock::now() < deadline)
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  return std::filesystem::exists(socket());
+  return waitUntil([&] { return std::filesystem::exists(socket()); }, std::chrono::seconds(10));
 }
 
 }  // namespace murvelo::test

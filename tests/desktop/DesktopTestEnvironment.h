@@ -8,8 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "support/ChildProcess.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
+
+struct _XDisplay;
 
 namespace murvelo::test {
 
@@ -17,15 +20,11 @@ namespace murvelo::test {
 class PrivateDisplay {
  public:
   PrivateDisplay();
-  ~PrivateDisplay();
-  PrivateDisplay(const PrivateDisplay&) = delete;
-  PrivateDisplay& operator=(const PrivateDisplay&) = delete;
-
-  bool ok() const { return pid_ > 0 && !name_.empty(); }
+  bool ok() const { return !name_.empty(); }
   const std::string& name() const { return name_; }  // ":N"
 
  private:
-  pid_t pid_ = -1;
+  ChildProcess xvfb_;
   std::string name_;
 };
 
@@ -69,8 +68,7 @@ class XDesk {
   std::string focusedTitle();
 
  private:
-  struct State;
-  std::unique_ptr<State> state_;
+  ::_XDisplay* display_;  // Xlib's Display
 };
 
 // Where the screenshots of the test run go: <build>/screenshots.

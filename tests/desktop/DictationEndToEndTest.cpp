@@ -10,21 +10,13 @@
 #include "support/AtspiSession.h"
 #include "support/GtkTextWindow.h"
 #include "support/PulseTestServer.h"
+#include "support/Pump.h"
 
 namespace murvelo::test {
 namespace {
 
 constexpr unsigned kRightAltKeycode = 108;  // evdev KEY_RIGHTALT + 8
 constexpr const char* kFieldTitle = "Murvelo test field";
-
-bool waitFor(const std::function<bool()>& done, std::chrono::milliseconds limit) {
-  auto deadline = std::chrono::steady_clock::now() + limit;
-  while (!done()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
-  return true;
-}
 
 // The whole program for real: the microphone is a private PulseAudio server playing a recording,
 // the focused field a GTK window read over a private accessibility bus, and the talk key Right Alt
@@ -81,13 +73,13 @@ TEST(DesktopDictation, SpokenWordsLandInTheFocusedFieldAndTheClipboardComesBack)
       desk.key(kRightAltKeycode, false);
 
       auto landed = [&] { return window.contents().size() > std::string("Hello there.").size(); };
-      ASSERT_TRUE(waitFor(landed, std::chrono::seconds(15))) << readFile(home.dir / "murvelo.log");
+      ASSERT_TRUE(waitUntil(landed, std::chrono::seconds(15))) << readFile(home.dir / "murvelo.log");
       text = window.contents();
       EXPECT_EQ(desk.focusedTitle(), kFieldTitle);
       auto restored = [&] {
         return runProcess("/usr/bin/xclip", {"-o", "-selection", "clipboard"}).out == userClipboard;
       };
-      EXPECT_TRUE(waitFor(restored, std::chrono::seconds(3)));
+      EXPECT_TRUE(waitUntil(restored, std::chrono::seconds(3)));
       if (c.name == cases[0].name) {
         QPixmap shot = QGuiApplication::primaryScreen()->grabWindow(desk.titled(kFieldTitle));
         EXPECT_TRUE(shot.save(QString::fromStdString((screenshotDir() / "dictation-field.png").string())));

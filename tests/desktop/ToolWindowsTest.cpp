@@ -12,20 +12,20 @@
 #include <QPushButton>
 #include <QTableWidget>
 
-#include "app/AppEnvironment.h"
 #include "app/PhraseRecorder.h"
+#include "base/DefaultsStore.h"
 #include "base/Paths.h"
 #include "base/ThreadTimer.h"
-#include "delivery/CursorContextReader.h"
+#include "cleanup/CorrectionsDictionary.h"
 #include "desktop/AccuracyWindow.h"
 #include "desktop/DesktopTestEnvironment.h"
 #include "desktop/HistoryWindow.h"
 #include "desktop/QtMainLoop.h"
 #include "desktop/QtTestSupport.h"
-#include "desktop/SupportReportSaver.h"
+#include "history/HistoryStore.h"
+#include "speech/SpeechEngine.h"
 #include "speech/pocketsphinx/PocketSphinxRecognizer.h"
 #include "support/PulseTestServer.h"
-#include "support/TempDir.h"
 
 namespace murvelo::desktop {
 namespace {
@@ -69,12 +69,10 @@ TEST(HistoryWindow, FlagCopyClearAndMyWordsWithOddText) {
 
   ASSERT_EQ(window.list()->count(), 4);
   window.list()->setCurrentRow(2);  // the long one
-  EXPECT_EQ(window.detail()->toPlainText().toStdString(), history.items()[2].text);
   window.copySelected();
   EXPECT_EQ(copied, history.items()[2].text) << "the whole text, not the row";
   window.flagButton()->click();
   EXPECT_TRUE(history.items()[2].flaggedWrong);
-  EXPECT_EQ(window.flagButton()->text(), "Remove flag");
   EXPECT_TRUE(window.list()->item(2)->text().contains("⚑"));
   EXPECT_EQ(window.list()->currentRow(), 2) << "the selection stays on the flagged item";
   EXPECT_TRUE(layoutFits(window));
@@ -117,34 +115,22 @@ TEST(HistoryWindow, FlagCopyClearAndMyWordsWithOddText) {
   EXPECT_EQ(window.list()->count(), 0);
 }
 
-// The program's own microphone (a private PulseAudio server playing a recording) and engine.
-struct RealSpeech {
+TEST(AccuracyWindow, ReadingsThroughTheRealMicrophoneAreScoredAndKept) {
+  if (!test::PulseTestServer::available() || goForward().empty())
+    GTEST_SKIP() << "pulseaudio or pocketsphinx-testdata is not installed";
+  test::PulseTestServer pulse(16000);
+  ASSERT_TRUE(pulse.start()) << pulse.log();
+  // The program's own microphone (the private server playing a recording) and engine.
   QtMainLoop loop;
   ThreadTimer timer;
   LinuxAudioRecorder recorder{loop, [] { return MicrophoneSelection::systemDefault(); }};
   SpeechEngine engine{loop, timer, std::make_shared<PocketSphinxRecognizer>(), Paths::tempAudioDir()};
-
-  bool warm() {
-    bool done = false, ok = false;
-    engine.warmUp([&](Status status) {
-      done = true;
-      ok = status.isOk();
-    });
-    return spinUntil([&] { return done; }, 30000) && ok;
-  }
-};
-
-bool haveSpeech() { return test::PulseTestServer::available() && !goForward().empty(); }
-
-TEST(AccuracyWindow, ReadingsThroughTheRealMicrophoneAreScoredAndKept) {
-  if (!haveSpeech()) GTEST_SKIP() << "pulseaudio or pocketsphinx-testdata is not installed";
-  test::PulseTestServer pulse(16000);
-  ASSERT_TRUE(pulse.start()) << pulse.log();
-  RealSpeech speech;
-  ASSERT_TRUE(speech.warm());
+  std::optional<bool> warmed;
+  engine.warmUp([&](Status status) { warmed = status.isOk(); });
+  ASSERT_TRUE(spinUntil([&] { return warmed.has_value(); }, 30000) && *warmed);
   InMemoryDefaultsStore defaults;
   AccuracyProgress progress(defaults);
-  PhraseRecorder phrases(speech.loop, speech.recorder.recorder(), speech.engine);
+  PhraseRecorder phrases(loop, recorder.recorder(), engine);
   AccuracyWindow window(phrases, progress,
                         {{"go forward ten meters", false}, {"Turn left at the 2nd door, Anna.", true}});
   std::vector<bool> readings;
@@ -165,7 +151,6 @@ TEST(AccuracyWindow, ReadingsThroughTheRealMicrophoneAreScoredAndKept) {
     window.toggleReading();
     ASSERT_TRUE(spinUntil([&] { return window.index() == phrase + 1; }, 30000))
         << window.statusLabel()->text().toStdString();
-    if (phrase == 0) screenshot(window, "accuracy-test-reading");
   }
   ASSERT_EQ(window.scores().size(), 2u);
   EXPECT_LE(window.scores()[0].wer.errorRate(), 0.5) << "pocketsphinx hears most of the clip";
@@ -175,78 +160,9 @@ TEST(AccuracyWindow, ReadingsThroughTheRealMicrophoneAreScoredAndKept) {
   ASSERT_TRUE(window.finished());
   ASSERT_EQ(progress.entries().size(), 1u);
   EXPECT_EQ(progress.entries()[0].phrases, 2);
-  EXPECT_EQ(window.progressList()->count(), 1);
   screenshot(window, "accuracy-test-done");
   window.readButton()->click();
   EXPECT_EQ(window.results()->count(), 0) << "start over";
-}
-
-class NoCursor : public CursorContextReader {
- public:
-  explicit NoCursor(MainLoop& loop) : loop_(loop) {}
-  void read(std::function<void(CursorContext)> done) override {
-    loop_.post([done = std::move(done)] { done(CursorContext::fromText("")); });
-  }
-
- private:
-  MainLoop& loop_;
-};
-
-class KeptInserter : public TextInserter {
- public:
-  Outcome insert(std::string_view text, bool, std::int64_t) override {
-    delivered = std::string(text);
-    return Outcome::pastedAtCursor;
-  }
-  std::string delivered;
-};
-
-// A real dictation through the core, with a word of the user's own applied to it: the report the
-// tray saves has the run's events, and neither the words nor the correction.
-TEST(SupportReportSaver, TheSavedReportHoldsNoDictatedWordNorCorrection) {
-  if (!haveSpeech()) GTEST_SKIP() << "pulseaudio or pocketsphinx-testdata is not installed";
-  test::PulseTestServer pulse(16000);
-  ASSERT_TRUE(pulse.start()) << pulse.log();
-  RealSpeech speech;
-  ASSERT_TRUE(speech.warm());
-  InMemoryDefaultsStore defaults;
-  NoCursor cursor(speech.loop);
-  KeptInserter inserter;
-  AppEnvironment app({.loop = speech.loop,
-                      .timer = speech.timer,
-                      .defaults = defaults,
-                      .recorder = speech.recorder.recorder(),
-                      .cursor = cursor,
-                      .inserter = inserter,
-                      .recognizer = nullptr,
-                      .tempDir = Paths::tempAudioDir(),
-                      .speech = &speech.engine});
-  ASSERT_TRUE(app.corrections().add("forward", "Onwardzq"));
-  app.controller().keyDown();
-  ASSERT_TRUE(pulse.feed(goForward(), true));
-  spin(400);
-  app.controller().keyUp();
-  ASSERT_TRUE(spinUntil([&] { return !app.history().items().empty(); }, 30000));
-  ASSERT_NE(inserter.delivered.find("Onwardzq"), std::string::npos) << inserter.delivered;
-
-  test::TempDir dir;
-  SupportReportSaver saver(defaults, [] {
-    return std::vector<SupportReport::Probe>{{"talk key in murvelo", false, "test"}};
-  });
-  std::optional<Status> written;
-  const QString path = QString::fromStdString((dir / "report.txt").string());
-  ASSERT_TRUE(saver.write(path, [&](Status status) { written = status; }));
-  EXPECT_FALSE(saver.write(path, nullptr)) << "one report at a time";
-  ASSERT_TRUE(spinUntil([&] { return written.has_value(); }, 15000));
-  ASSERT_TRUE(*written) << written->message();
-  const std::string report = test::readFile(dir / "report.txt");
-  for (const char* expected :
-       {"by murvelo.", "Qt: 6.", "posting keys: XTest is present", "- Speech [speech]",
-        "[fail] talk key in murvelo: test", "controller stage", "recent dictations: 1,"})
-    EXPECT_NE(report.find(expected), std::string::npos) << expected << "\n" << report;
-  for (const std::string& secret :
-       {inserter.delivered, std::string("Onwardzq"), std::string("forward"), std::string("meters")})
-    EXPECT_EQ(report.find(secret), std::string::npos) << secret << "\n" << report;
 }
 
 }  // namespace

@@ -3,10 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <map>
 #include <mutex>
-#include <thread>
 
 #include "base/ManualLoop.h"
 #include "hotkey/FakeKeySource.h"
@@ -20,16 +18,23 @@ namespace {
 
 constexpr int kRightAlt = KEY_RIGHTALT;
 
-input_event ev(int type, int code, int value) {
-  input_event event{};
-  event.type = static_cast<__u16>(type);
-  event.code = static_cast<__u16>(code);
-  event.value = value;
-  return event;
+// Events as text: "+100" key down, "-100" up, "r100" auto-repeat (100 is Right Alt, 56 Left Alt,
+// 30 A), "s0" a report, "d0" dropped events, "m100" a scan code.
+std::vector<input_event> events(const std::string& text) {
+  constexpr std::string_view kValues = "-+r";  // release, press, repeat
+  std::vector<input_event> out;
+  for (const auto& step : test::keySteps(text)) {
+    input_event e{};
+    switch (step.what) {
+      case 's': e.type = EV_SYN, e.code = SYN_REPORT; break;
+      case 'd': e.type = EV_SYN, e.code = SYN_DROPPED; break;
+      case 'm': e.type = EV_MSC, e.code = MSC_SCAN, e.value = step.code; break;
+      default: e.type = EV_KEY, e.code = static_cast<__u16>(step.code), e.value = kValues.find(step.what);
+    }
+    out.push_back(e);
+  }
+  return out;
 }
-input_event key(int code, int value) { return ev(EV_KEY, code, value); }
-input_event report() { return ev(EV_SYN, SYN_REPORT, 0); }
-input_event dropped() { return ev(EV_SYN, SYN_DROPPED, 0); }
 
 // P press, R release, r repeat, 1/0 a state reading.
 std::string describe(const std::vector<KeyEvent>& reports) {
@@ -40,20 +45,6 @@ std::string describe(const std::vector<KeyEvent>& reports) {
 }
 
 TEST(EvdevKeyReader, RecordedStreamsBecomeReports) {
-  // Events as text: "+100" key down, "-100" up, "r100" auto-repeat (100 is Right Alt, 56 Left Alt,
-  // 30 A), "s0" a report, "d0" dropped events, "m100" a scan code.
-  auto events = [](const std::string& text) {
-    std::vector<input_event> out;
-    for (const auto& step : test::keySteps(text)) {
-      switch (step.what) {
-        case 's': out.push_back(report()); break;
-        case 'd': out.push_back(dropped()); break;
-        case 'm': out.push_back(ev(EV_MSC, MSC_SCAN, step.code)); break;
-        default: out.push_back(key(step.code, step.what == '+' ? 1 : step.what == '-' ? 0 : 2));
-      }
-    }
-    return out;
-  };
   struct Case {
     const char* name;
     const char* events;
@@ -86,7 +77,8 @@ class EvdevKeySourceTest : public ::testing::Test {
     bool keyDown = false;
   };
 
-  EvdevDeviceOps ops() {
+  // The source outlives the listener, which stops it on the way out.
+  EvdevKeySource& makeSource(const std::string& folder = "") {
     EvdevDeviceOps ops;
     ops.open = [this](const std::string& path) {
       if (denied.count(path)) return -EACCES;
@@ -101,46 +93,38 @@ class EvdevKeySourceTest : public ::testing::Test {
       std::lock_guard lock(mutex);
       return keyboards[path].keyDown;
     };
-    return ops;
+    source =
+        std::make_unique<EvdevKeySource>(loop, (folder.empty() ? dir.path() : dir / folder).string(), ops);
+    return *source;
+  }
+  bool listen() {
+    listener = std::make_unique<HotkeyListener>(
+        &makeSource(), HotkeyChoice::rightOption, [this] { reports += 'S'; }, [this] { reports += 'T'; });
+    return listener->start();
   }
 
   std::string plug(const std::string& name, bool hasKey = true, bool keyDown = false) {
     const std::string path = (dir / name).string();
-    {
-      std::lock_guard lock(mutex);
-      keyboards[path].hasKey = hasKey;
-      keyboards[path].keyDown = keyDown;
-    }
     EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
-    keyboards[path].writer = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+    std::lock_guard lock(mutex);
+    keyboards[path] = {::open(path.c_str(), O_RDWR | O_CLOEXEC), hasKey, keyDown};
     return path;
   }
   void unplug(const std::string& path) {
     close(keyboards[path].writer);
     unlink(path.c_str());
   }
-  // Writes events; the device's state follows them unless they are a damaged packet.
-  void send(const std::string& path, std::vector<input_event> events, bool trackState = true) {
-    for (const auto& e : events) {
-      if (trackState && e.type == EV_KEY && e.code == kRightAlt) {
-        std::lock_guard lock(mutex);
-        keyboards[path].keyDown = e.value != 0;
-      }
+  // Writes events; the device's state follows them, or is `state` when given (a damaged packet).
+  void send(const std::string& path, const std::string& text, std::optional<bool> state = std::nullopt) {
+    const auto written = events(text);
+    {
+      std::lock_guard lock(mutex);
+      for (const auto& e : written)
+        if (e.type == EV_KEY && e.code == kRightAlt) keyboards[path].keyDown = e.value != 0;
+      if (state) keyboards[path].keyDown = *state;
     }
-    ASSERT_EQ(write(keyboards[path].writer, events.data(), events.size() * sizeof(input_event)),
-              static_cast<ssize_t>(events.size() * sizeof(input_event)));
-  }
-
-  // The source outlives the listener, which stops it on the way out.
-  EvdevKeySource& makeSource() {
-    source = std::make_unique<EvdevKeySource>(loop, dir.path().string(), ops());
-    return *source;
-  }
-
-  bool listen(EvdevKeySource& source) {
-    listener = std::make_unique<HotkeyListener>(
-        &source, HotkeyChoice::rightOption, [this] { reports += 'S'; }, [this] { reports += 'T'; });
-    return listener->start();
+    const auto bytes = static_cast<ssize_t>(written.size() * sizeof(input_event));
+    ASSERT_EQ(write(keyboards[path].writer, written.data(), bytes), bytes);
   }
 
   bool waitFor(const std::string& expected) {
@@ -166,30 +150,25 @@ class EvdevKeySourceTest : public ::testing::Test {
 TEST_F(EvdevKeySourceTest, TheKeyIsDownWhileDownOnAnyKeyboard) {
   const std::string a = plug("event0");
   const std::string b = plug("event1");
-  plug("event2", false);  // a mouse: not opened
-  const std::string locked = plug("event3");
-  denied.insert(locked);  // skipped, not fatal
-  ASSERT_TRUE(listen(makeSource()));
+  plug("event2", false);          // a mouse: not opened
+  denied.insert(plug("event3"));  // skipped, not fatal
+  ASSERT_TRUE(listen());
   EXPECT_EQ(source->deviceCount(), 2);
-  send(a, {key(kRightAlt, 1), report()});
+  send(a, "+100 s0");
   ASSERT_TRUE(waitFor("S"));
-  send(b, {key(kRightAlt, 1), report(), key(kRightAlt, 2), report()});
-  send(a, {key(kRightAlt, 0), report()});
-  send(b, {key(kRightAlt, 0), report()});
+  send(b, "+100 s0 r100 s0");
+  send(a, "-100 s0");
+  send(b, "-100 s0");
   EXPECT_TRUE(waitFor("ST"));
   // Events lost in the kernel's buffer: the state reading after SYN_DROPPED tells the truth.
-  send(a, {key(kRightAlt, 1), report()});
+  send(a, "+100 s0");
   ASSERT_TRUE(waitFor("STS"));
-  {
-    std::lock_guard lock(mutex);
-    keyboards[a].keyDown = false;
-  }
-  send(a, {dropped(), key(kRightAlt, 1), report()}, false);
+  send(a, "d0 +100 s0", false);
   EXPECT_TRUE(waitFor("STST"));
 }
 
 TEST_F(EvdevKeySourceTest, KeyboardsComeAndGoWhileListening) {
-  ASSERT_TRUE(listen(makeSource()));
+  ASSERT_TRUE(listen());
   EXPECT_EQ(source->deviceCount(), 0);
   // Plugged in with the key already held: its state is read at once.
   const std::string a = plug("event5", true, true);
@@ -198,7 +177,7 @@ TEST_F(EvdevKeySourceTest, KeyboardsComeAndGoWhileListening) {
   unplug(a);
   ASSERT_TRUE(waitFor("ST"));
   const std::string b = plug("event6");
-  send(b, {key(kRightAlt, 1), report()});
+  send(b, "+100 s0");
   EXPECT_TRUE(waitFor("STS"));
   EXPECT_TRUE(source->isLive());
 }
@@ -211,7 +190,7 @@ TEST_F(EvdevKeySourceTest, CannotListenWithoutReadAccessOrDevices) {
   EXPECT_NE(locked.problem().find("sudo usermod -aG input $USER"), std::string::npos) << locked.problem();
   EXPECT_FALSE(locked.isLive());
 
-  EvdevKeySource nowhere(loop, (dir / "missing").string(), ops());
+  EvdevKeySource& nowhere = makeSource("missing");
   EXPECT_FALSE(nowhere.start(kRightAlt, [](const KeyEvent&) {}));
   EXPECT_FALSE(nowhere.mayListen());
 }

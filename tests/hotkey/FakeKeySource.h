@@ -52,7 +52,6 @@ class FakeKeySource : public KeySource {
   void deliver(const KeyEvent& event) {
     if (handler_) handler_(event);
   }
-  bool started() const { return static_cast<bool>(handler_); }
 
   bool refuse = false;
   bool live = true;

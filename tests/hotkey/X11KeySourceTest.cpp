@@ -11,28 +11,17 @@
 namespace murvelo {
 namespace {
 
-constexpr int kRightAlt = 100;
-
-// Passes everything through and counts the state readings delivered.
-class CountingSource : public KeySource {
+// Counts the state readings it delivers.
+class CountingSource : public X11KeySource {
  public:
-  explicit CountingSource(KeySource& inner) : inner_(inner) {}
+  using X11KeySource::X11KeySource;
   bool start(int keyCode, Handler handler) override {
-    return inner_.start(keyCode, [this, handler = std::move(handler)](const KeyEvent& event) {
-      if (event.kind == KeyEvent::Kind::state) ++states;
+    return X11KeySource::start(keyCode, [this, handler = std::move(handler)](const KeyEvent& event) {
+      states += event.kind == KeyEvent::Kind::state;
       handler(event);
     });
   }
-  void stop() override { inner_.stop(); }
-  void requestState() override { inner_.requestState(); }
-  bool isLive() const override { return inner_.isLive(); }
-  bool mayListen() const override { return inner_.mayListen(); }
-  std::string problem() const override { return inner_.problem(); }
-  std::string name() const override { return inner_.name(); }
   int states = 0;
-
- private:
-  KeySource& inner_;
 };
 
 // A real X server, the source on it and a listener on top; reports are written as S (start) and
@@ -42,8 +31,7 @@ class X11KeySourceTest : public ::testing::Test {
   void SetUp() override {
     if (!test::XvfbServer::available()) GTEST_SKIP() << "Xvfb is not installed";
     ASSERT_TRUE(server.start());
-    source = std::make_unique<X11KeySource>(loop, server.display());
-    counting = std::make_unique<CountingSource>(*source);
+    source = std::make_unique<CountingSource>(loop, server.display());
     keyboard = std::make_unique<test::XTestKeyboard>(server.display());
     ASSERT_TRUE(keyboard->ok());
   }
@@ -51,7 +39,7 @@ class X11KeySourceTest : public ::testing::Test {
 
   bool listen(HotkeyChoice key) {
     listener = std::make_unique<HotkeyListener>(
-        counting.get(), key, [this] { reports += 'S'; }, [this] { reports += 'T'; });
+        source.get(), key, [this] { reports += 'S'; }, [this] { reports += 'T'; });
     if (!listener->start()) return false;
     // The first state reading has arrived once the listener is in step with the server.
     return settle();
@@ -60,21 +48,15 @@ class X11KeySourceTest : public ::testing::Test {
   // Runs the loop until a state reading asked for now has arrived, so every earlier key event
   // has been delivered too.
   bool settle() {
-    counting->states = 0;
+    source->states = 0;
     source->requestState();
-    return waitFor([&] { return counting->states > 0; });
-  }
-
-  template <typename Predicate>
-  bool waitFor(Predicate done) {
-    return test::pumpUntil(loop, done);
+    return test::pumpUntil(loop, [&] { return source->states > 0; });
   }
 
   ManualLoop loop;
   test::XvfbServer server;
-  std::unique_ptr<X11KeySource> source;
+  std::unique_ptr<CountingSource> source;
   std::unique_ptr<test::XTestKeyboard> keyboard;
-  std::unique_ptr<CountingSource> counting;
   std::unique_ptr<HotkeyListener> listener;
   std::string reports;
 };
@@ -87,11 +69,13 @@ TEST_F(X11KeySourceTest, RealKeyStrokesBecomeOneStartAndOneStop) {
   };
   const Case cases[] = {
       {"right alt", "+100 -100", "ST"},
-      {"left alt", "+56 -56", ""},
       {"left held, right tapped", "+56 +100 -100 -56", "ST"},
       {"second press while down", "+100 +100 -100", "ST"},
       {"letters and other modifiers", "+30 -30 +29 -29", ""},
   };
+  // fn never reaches X clients: the source says so instead of listening to nothing.
+  EXPECT_FALSE(source->start(keyCodeOf(HotkeyChoice::fn), [](const KeyEvent&) {}));
+  EXPECT_NE(source->problem().find("fn"), std::string::npos);
   ASSERT_TRUE(listen(HotkeyChoice::rightOption));
   for (const auto& c : cases) {
     reports.clear();
@@ -103,41 +87,20 @@ TEST_F(X11KeySourceTest, RealKeyStrokesBecomeOneStartAndOneStop) {
   }
 }
 
-TEST_F(X11KeySourceTest, EachTalkKeyIsItsOwnCode) {
-  for (HotkeyChoice key :
-       {HotkeyChoice::rightOption, HotkeyChoice::rightCommand, HotkeyChoice::rightControl}) {
-    reports.clear();
-    ASSERT_TRUE(counting->start(keyCodeOf(key), [this](const KeyEvent& event) {
-      if (event.kind == KeyEvent::Kind::press) reports += std::to_string(event.code) + "+";
-      if (event.kind == KeyEvent::Kind::release) reports += std::to_string(event.code) + "-";
-    }));
-    for (int code : {kRightAlt, 126, 97}) {
-      keyboard->press(code);
-      keyboard->release(code);
-    }
-    ASSERT_TRUE(settle());
-    const std::string code = std::to_string(keyCodeOf(key));
-    EXPECT_EQ(reports, code + "+" + code + "-") << rawValue(key);
-  }
-  // fn never reaches X clients: the source says so instead of listening to nothing.
-  EXPECT_FALSE(source->start(keyCodeOf(HotkeyChoice::fn), [](const KeyEvent&) {}));
-  EXPECT_NE(source->problem().find("fn"), std::string::npos);
-}
-
 TEST_F(X11KeySourceTest, KeyHeldAcrossARestartIsReadBackAndAVanishedServerReleasesIt) {
   ASSERT_TRUE(listen(HotkeyChoice::rightControl));
   keyboard->press(97);
-  ASSERT_TRUE(waitFor([&] { return reports == "S"; }));
+  ASSERT_TRUE(test::pumpUntil(loop, [&] { return reports == "S"; }));
   listener->stop();
   keyboard->release(97);
   ASSERT_TRUE(listener->start());
-  ASSERT_TRUE(waitFor([&] { return reports == "ST"; }));  // the reading after the start
+  ASSERT_TRUE(test::pumpUntil(loop, [&] { return reports == "ST"; }));  // the reading after the start
 
   keyboard->press(97);
-  ASSERT_TRUE(waitFor([&] { return reports == "STS"; }));
+  ASSERT_TRUE(test::pumpUntil(loop, [&] { return reports == "STS"; }));
   EXPECT_TRUE(listener->isLive());
   server.stop(true);
-  EXPECT_TRUE(waitFor([&] { return reports == "STST" && !source->isLive(); }));
+  EXPECT_TRUE(test::pumpUntil(loop, [&] { return reports == "STST" && !source->isLive(); }));
   listener->stop();  // returns although the worker is waiting to reconnect
   EXPECT_FALSE(source->start(97, [](const KeyEvent&) {}));
   EXPECT_NE(source->problem().find("cannot connect"), std::string::npos);
