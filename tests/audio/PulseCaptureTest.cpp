@@ -144,27 +144,6 @@ TEST_F(PulseCaptureTest, DiscoversInputsButNotMonitors) {
   recorder().stop();
 }
 
-TEST_F(PulseCaptureTest, CapturesTheSpeechFedToTheSource) {
-  const auto& clip = speech();
-  ASSERT_GT(clip.size(), 48000u) << "espeak-ng/sox produced no speech";
-  int firstAudio = 0;
-  CapturedAudio audio = capture(clip, 300ms, &firstAudio);
-  ASSERT_FALSE(audio.buffers.empty()) << server->log();
-  EXPECT_EQ(audio.format->sampleRate, 48000);
-  EXPECT_EQ(firstAudio, 1);
-
-  // Only leading buffers of exact silence may be missing.
-  auto facts = recorder().facts();
-  double clipSeconds = static_cast<double>(clip.size()) / 48000;
-  double gotSeconds = static_cast<double>(frames(audio)) / 48000;
-  EXPECT_NEAR(gotSeconds, clipSeconds, 0.050);
-  EXPECT_NEAR(gotSeconds + facts.droppedZeroMs / 1000.0, clipSeconds, 0.050);
-  std::vector<float> got;
-  for (const auto& buffer : audio.buffers) got.insert(got.end(), buffer->begin(), buffer->end());
-  EXPECT_NEAR(rmsLevel(got), rmsLevel(clip), rmsLevel(clip) * 0.05);
-  EXPECT_GT(facts.peakRMS, rmsLevel(clip));
-}
-
 TEST_F(PulseCaptureTest, NullSourceGivesSilenceAndARebuild) {
   selection = MicrophoneSelection::device(PulseTestServer::kSilenceSource);
   int firstAudio = 0;
@@ -180,8 +159,17 @@ TEST_F(PulseCaptureTest, NullSourceGivesSilenceAndARebuild) {
   EXPECT_TRUE(recorder().isConfigured());
 }
 
-TEST_F(PulseCaptureTest, ServerCrashOrAbsenceDoesNotLeaveItDeaf) {
-  ASSERT_FALSE(capture(speech(), 100ms).buffers.empty());
+TEST_F(PulseCaptureTest, CapturesAllThatWasSpokenAndStaysUsableThroughACrashedOrAbsentServer) {
+  ASSERT_GT(speech().size(), 48000u) << "espeak-ng/sox produced no speech";
+  int firstAudio = 0;
+  CapturedAudio audio = capture(speech(), 300ms, &firstAudio);
+  EXPECT_EQ(audio.format->sampleRate, 48000);
+  EXPECT_EQ(firstAudio, 1);
+  // Only leading buffers of exact silence may be missing, and the level is untouched.
+  EXPECT_NEAR(static_cast<double>(frames(audio)), static_cast<double>(speech().size()), 48000 * 0.05);
+  std::vector<float> got;
+  for (const auto& buffer : audio.buffers) got.insert(got.end(), buffer->begin(), buffer->end());
+  EXPECT_NEAR(rmsLevel(got), rmsLevel(speech()), rmsLevel(speech()) * 0.05);
 
   server->stop(/*crash=*/true);
   runUntil(
@@ -195,8 +183,8 @@ TEST_F(PulseCaptureTest, ServerCrashOrAbsenceDoesNotLeaveItDeaf) {
 
   ASSERT_TRUE(server->start()) << server->log();
   EXPECT_TRUE(recorder().microphoneAuthorized());
-  CapturedAudio second = capture(speech(), 100ms);
-  EXPECT_NEAR(static_cast<double>(frames(second)), static_cast<double>(speech().size()), 48000 * 0.05);
+  EXPECT_NEAR(static_cast<double>(frames(capture(speech(), 100ms))), static_cast<double>(speech().size()),
+              48000 * 0.05);
 }
 
 TEST_F(PulseCaptureTest, RemovedSourceKeepsWhatCameAndFallsBackToTheDefault) {
