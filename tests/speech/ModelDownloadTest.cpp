@@ -141,9 +141,6 @@ TEST_F(ModelDownloadTest, RemovingAModelTouchesNothingElse) {
   ASSERT_TRUE(ModelInventory::remove(dir, "base.en"));
   EXPECT_FALSE(std::filesystem::exists(dir / "ggml-base.en.bin.partial"));
   EXPECT_TRUE(std::filesystem::exists(dir / "notes.txt"));
-  EXPECT_EQ(ModelInventory::sizeText(147951465), "141 MiB");
-  EXPECT_EQ(ModelInventory::sizeText(655360), "0.6 MiB");
-  EXPECT_EQ(ModelInventory::sizeText(3095033483ull), "2.8 GiB");
 }
 
 TEST_F(ModelDownloadTest, CommandLineListsAndRefusesAFileThatIsNotTheOfficialOne) {
@@ -164,11 +161,7 @@ TEST_F(ModelDownloadTest, CommandLineListsAndRefusesAFileThatIsNotTheOfficialOne
   auto json = nlohmann::json::parse(listed.out);
   ASSERT_EQ(json["installed"].size(), 1u);
   EXPECT_EQ(json["installed"][0]["name"], "tiny.en");
-  EXPECT_EQ(json["installed"][0]["bytes"], body.size());
   EXPECT_EQ(json["installed"][0]["used"], true);
-  bool offersBaseEn = false;
-  for (const auto& entry : json["available"]) offersBaseEn |= entry["name"] == "base.en";
-  EXPECT_TRUE(offersBaseEn);
 }
 
 }  // namespace
