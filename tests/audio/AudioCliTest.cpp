@@ -75,16 +75,10 @@ TEST_F(AudioCliTest, NoServerAndBadArguments) {
   std::string nowhere = "unix:" + (home / "no-socket").string();
   EXPECT_EQ(run({"devices"}, nowhere).exitCode, 1);
   EXPECT_EQ(run({"record", "--seconds", "1", (home / "x.wav").string()}, nowhere).exitCode, 1);
-  const std::vector<std::vector<std::string>> bad = {
-      {"record", "x.wav"},
-      {"record", "--seconds", "abc", "x.wav"},
-      {"devices", "extra"},
-  };
-  for (const auto& args : bad) {
-    auto result = run(args);
-    EXPECT_EQ(result.exitCode, 2) << args[1];
-    EXPECT_NE(result.err.find("usage: murvelo-cli " + args[0]), std::string::npos);
-  }
+  // Other bad arguments: the command line's own test.
+  auto bad = run({"record", "--seconds", "abc", "x.wav"});
+  EXPECT_EQ(bad.exitCode, 2);
+  EXPECT_NE(bad.err.find("usage: murvelo-cli record"), std::string::npos);
 }
 
 }  // namespace

@@ -53,28 +53,22 @@ TEST_F(AudioRecorderTest, StartFailuresAreRecorderErrorsAndLeaveNothingBehind) {
   using Error = CaptureSession::ConfigureError;
   struct Case {
     const char* name;
-    std::function<void(FakeCaptureSession&)> breakIt;
+    std::optional<Error> configureFails;
+    bool noDevice, doesNotRun;
     RecorderError expected;
   };
   const Case cases[] = {
-      {"format rejected",
-       [](auto& s) {
-         s.nextConfigureFailure = {{Error::formatRejected, ""}};
-       },
-       RecorderError::couldNotBuildBuffer},
-      {"input failed",
-       [](auto& s) {
-         s.nextConfigureFailure = {{Error::inputFailed, ""}};
-       },
-       RecorderError::noMicrophone},
-      {"no device", [](auto& s) { s.found.devices.clear(); }, RecorderError::noMicrophone},
-      {"session does not run", [](auto& s) { s.startFails = true; }, RecorderError::noMicrophone},
+      {"format rejected", Error::formatRejected, false, false, RecorderError::couldNotBuildBuffer},
+      {"input failed", Error::inputFailed, false, false, RecorderError::noMicrophone},
+      {"no device", std::nullopt, true, false, RecorderError::noMicrophone},
+      {"session does not run", std::nullopt, false, true, RecorderError::noMicrophone},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     FakeCaptureSession fresh;
-    fresh.found = session.found;
-    c.breakIt(fresh);
+    if (!c.noDevice) fresh.found = session.found;
+    if (c.configureFails) fresh.nextConfigureFailure = {{*c.configureFails, ""}};
+    fresh.startFails = c.doesNotRun;
     AudioRecorder sut{loop, fresh, [this] { return selection; }};
     auto started = sut.start([] { ADD_FAILURE() << "no audio expected"; });
     ASSERT_FALSE(started.ok());

@@ -133,15 +133,8 @@ TEST_F(PulseCaptureTest, DiscoversInputsButNotMonitors) {
   EXPECT_TRUE(found.find("headset")->isBluetooth);
   EXPECT_FALSE(found.find("speech")->isBuiltIn || found.find("speech")->isBluetooth);
 
-  // A Bluetooth default is passed over for the built-in input.
-  ASSERT_TRUE(server->pactl({"set-default-source", "headset"}));
-  selection = MicrophoneSelection::builtIn();
-  auto started = recorder().start(nullptr);
-  ASSERT_TRUE(started.ok());
-  EXPECT_EQ(recorder().facts().deviceID, "laptop");
-  EXPECT_TRUE(recorder().facts().didSubstituteBuiltInMic);
-  EXPECT_EQ(started.value()->format().sampleRate, 44100);
-  recorder().stop();
+  EXPECT_EQ(found.find("laptop")->sampleRate, 44100);
+  EXPECT_TRUE(found.find("laptop")->isBuiltIn);
 }
 
 TEST_F(PulseCaptureTest, NullSourceGivesSilenceAndARebuild) {
