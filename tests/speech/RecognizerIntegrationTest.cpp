@@ -32,12 +32,6 @@ using namespace std::chrono_literals;
 using test::Clip;
 using test::librivoxClips;
 
-// Runs the main loop in real time until `done` holds or 30 s pass.
-template <typename Pred>
-bool pumpUntil(ManualLoop& loop, Pred done) {
-  return test::pumpUntil(loop, done, 30s);
-}
-
 // Plays `samples` (at `rate`) into a streaming session in 20 ms buffers, then finishes it as the
 // controller would at key-up. None: the race timed out or no session opened.
 std::optional<std::string> stream(SpeechEngine& engine, ManualLoop& loop, const std::vector<float>& samples,
@@ -52,14 +46,16 @@ std::optional<std::string> stream(SpeechEngine& engine, ManualLoop& loop, const 
   live->finish();
   std::optional<std::optional<std::string>> answer;
   engine.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
-  EXPECT_TRUE(pumpUntil(loop, [&] { return answer.has_value(); }));
+  EXPECT_TRUE(test::pumpUntil(
+      loop, [&] { return answer.has_value(); }, 30s));
   return answer.value_or(std::nullopt);
 }
 
 std::string transcribe(SpeechEngine& engine, ManualLoop& loop, const std::filesystem::path& file) {
   std::optional<Result<std::string, SpeechError>> result;
   engine.transcribe(file, [&](Result<std::string, SpeechError> r) { result = std::move(r); });
-  EXPECT_TRUE(pumpUntil(loop, [&] { return result.has_value(); }));
+  EXPECT_TRUE(test::pumpUntil(
+      loop, [&] { return result.has_value(); }, 30s));
   EXPECT_TRUE(result && result->ok());
   return result && result->ok() ? result->value() : std::string("<failed>");
 }
