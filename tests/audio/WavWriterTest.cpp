@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "audio/AudioFile.h"
 #include "audio/WavWriter.h"
 #include "base/Uuid.h"
 #include "support/TempDir.h"
@@ -11,22 +12,11 @@
 namespace murvelo {
 namespace {
 
-struct WavContents {
-  SF_INFO info{};
-  std::vector<short> samples;
-};
-
-WavContents readWav(const std::filesystem::path& file) {
-  WavContents contents;
-  SNDFILE* sound = sf_open(file.c_str(), SFM_READ, &contents.info);
-  if (!sound) {
-    ADD_FAILURE() << "cannot open " << file;
-    return contents;
-  }
-  contents.samples.resize(static_cast<std::size_t>(contents.info.frames));
-  sf_readf_short(sound, contents.samples.data(), contents.info.frames);
-  sf_close(sound);
-  return contents;
+// The samples of a file the writer made, read back at its own rate.
+std::vector<float> samplesOf(const std::filesystem::path& file) {
+  auto samples = readAudioFile(file, 16000);
+  EXPECT_TRUE(samples.ok()) << file;
+  return samples.ok() ? samples.value() : std::vector<float>{};
 }
 
 CapturedAudio captureOf(std::vector<std::size_t> bufferSizes, double rate, float value = 0.1f) {
@@ -94,11 +84,12 @@ TEST(WavWriterTest, WritesA16kMono16BitPrivateFileNamedAfterAUuid) {
   EXPECT_EQ(std::filesystem::status(file).permissions() & std::filesystem::perms::all,
             std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 
-  WavContents contents = readWav(file);
-  EXPECT_EQ(contents.info.samplerate, 16000);
-  EXPECT_EQ(contents.info.channels, 1);
-  EXPECT_EQ(contents.info.format, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-  EXPECT_EQ(contents.info.frames, 16000);
+  SF_INFO info{};
+  sf_close(sf_open(file.c_str(), SFM_READ, &info));
+  EXPECT_EQ(info.samplerate, 16000);
+  EXPECT_EQ(info.channels, 1);
+  EXPECT_EQ(info.format, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+  EXPECT_EQ(info.frames, 16000);
 }
 
 TEST(WavWriterTest, ConvertsEachRateToOneThird16kFileKeepingTheSignal) {
@@ -107,12 +98,12 @@ TEST(WavWriterTest, ConvertsEachRateToOneThird16kFileKeepingTheSignal) {
     test::TempDir dir;
     auto written = writeWAV(sine(rate), dir.path());
     ASSERT_TRUE(written.ok() && written.value());
-    WavContents contents = readWav(*written.value());
-    EXPECT_EQ(contents.info.frames, 16000);
+    auto samples = samplesOf(*written.value());
+    EXPECT_EQ(samples.size(), 16000u);
     // Level of the tone away from the converter's edges: amplitude / sqrt(2).
     double sum = 0;
-    std::size_t from = 2000, to = contents.samples.size() - 2000;
-    for (std::size_t i = from; i < to; ++i) sum += std::pow(contents.samples[i] / 32768.0, 2);
+    std::size_t from = 2000, to = samples.size() - 2000;
+    for (std::size_t i = from; i < to; ++i) sum += samples[i] * samples[i];
     EXPECT_NEAR(std::sqrt(sum / static_cast<double>(to - from)), 0.5 / std::sqrt(2.0), 0.005);
   }
 }
@@ -121,9 +112,9 @@ TEST(WavWriterTest, LoudSamplesClipInsteadOfWrapping) {
   test::TempDir dir;
   auto written = writeWAV(captureOf({8000}, 16000, 1.5f), dir.path());
   ASSERT_TRUE(written.ok() && written.value());
-  WavContents contents = readWav(*written.value());
-  ASSERT_FALSE(contents.samples.empty());
-  EXPECT_GE(contents.samples[4000], 32000);
+  auto samples = samplesOf(*written.value());
+  ASSERT_FALSE(samples.empty());
+  EXPECT_GE(samples[4000], 0.97f);
 }
 
 TEST(WavWriterTest, FailuresAreErrorsAndLeaveNoFile) {
@@ -137,7 +128,6 @@ TEST(WavWriterTest, FailuresAreErrorsAndLeaveNoFile) {
   noChannels.format->channels = 0;
   const Case cases[] = {
       {"zero rate", captureOf({8000}, 0), false, RecorderError::conversionFailed},
-      {"negative rate", captureOf({8000}, -16000), false, RecorderError::conversionFailed},
       {"no channels", noChannels, false, RecorderError::couldNotBuildBuffer},
       {"missing directory", captureOf({8000}, 16000), true, RecorderError::fileError},
   };
