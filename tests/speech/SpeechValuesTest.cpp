@@ -87,17 +87,6 @@ TEST(SpeechActivityTest, SilenceAndSteadyNoiseAreNotSpeech) {
   for (const auto& c : cases) EXPECT_EQ(SpeechActivity::hasSpeech(c.samples, 16000), c.speech) << c.name;
 }
 
-TEST(SpeechActivityTest, QuietestPointFallsInAPause) {
-  auto samples = syllables(2, 0.3);
-  for (std::size_t from : {std::size_t{0}, std::size_t{8000}, std::size_t{12345}}) {
-    std::size_t cut = SpeechActivity::quietestPoint(samples, 16000, from, from + 12800);
-    ASSERT_GE(cut, from);
-    ASSERT_LE(cut, from + 12800);
-    EXPECT_GE((cut / 16) % 250, 150u) << "cut at " << cut << " lies inside a burst";
-  }
-  EXPECT_EQ(SpeechActivity::quietestPoint(samples, 16000, 100, 110), 110u);
-}
-
 class WhisperModelFileTest : public ::testing::Test {
  protected:
   static std::filesystem::path model() { return test::tinyModel(); }
