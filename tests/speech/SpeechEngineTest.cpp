@@ -175,7 +175,7 @@ TEST_F(SpeechEngineTest, FileAndPrepareErrorsReachTheCaller) {
   EXPECT_EQ(status->message(), "no model file");
 }
 
-TEST_F(SpeechEngineTest, WarmUpTranscribesAThreeTenthsSecondSilentFileAndRemovesIt) {
+TEST_F(SpeechEngineTest, WarmUpTranscribesAThreeTenthsSecondSilentFileRemovesItAndLoadsAssetsOnce) {
   std::optional<Status> status;
   engine.warmUp([&](Status s) { status = s; });
   ASSERT_TRUE(test::pumpUntil(loop, [&] { return status.has_value(); }));
@@ -184,16 +184,9 @@ TEST_F(SpeechEngineTest, WarmUpTranscribesAThreeTenthsSecondSilentFileAndRemoves
   ASSERT_EQ(made.size(), 1u);
   EXPECT_EQ(made[0].samples, std::vector<float>(4800, 0.0f));
   EXPECT_TRUE(std::filesystem::is_empty(temp.path())) << "the qlx-warm- file is removed";
-}
-
-TEST_F(SpeechEngineTest, AssetsAreCheckedOnce) {
-  std::optional<Status> status;
-  engine.prepare([&](Status s) { status = s; });
-  ASSERT_TRUE(test::pumpUntil(loop, [&] { return status.has_value(); }));
-  EXPECT_TRUE(status->isOk());
   ASSERT_TRUE(dictate().has_value());
   ASSERT_TRUE(dictate().has_value());
-  EXPECT_EQ(recognizer->assetChecks(), 1);
+  EXPECT_EQ(recognizer->assetChecks(), 1) << "assets are checked once";
 }
 
 TEST_F(SpeechEngineTest, ASwappedRecogniserTakesOverWhileTheRunningDictationFinishesOnTheOld) {
