@@ -43,7 +43,6 @@ TEST(InputLevel, MeterReadsRmsOnASixtyDecibelScale) {
   };
   const Case cases[] = {
       {{}, -60, 0},
-      {{0, 0, 0}, -60, 0},
       {{1, -1, 1, -1}, 0, 1},
       {{0.1f, -0.1f}, -20, 2.0 / 3},
       {{0.001f, -0.001f}, -60, 0},
