@@ -1,6 +1,5 @@
 #pragma once
 
-#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -24,7 +23,6 @@ class OneShotGate {
       waiter = std::move(continuation_);
       continuation_ = nullptr;
     }
-    resolved_.notify_all();
     if (waiter) waiter(std::move(outcome));
   }
 
@@ -43,16 +41,8 @@ class OneShotGate {
     continuation(std::move(*ready));
   }
 
-  // Blocks the calling thread until the gate is resolved.
-  RaceOutcome wait() {
-    std::unique_lock lock(mutex_);
-    resolved_.wait(lock, [&] { return outcome_.has_value(); });
-    return *outcome_;
-  }
-
  private:
   std::mutex mutex_;
-  std::condition_variable resolved_;
   std::optional<RaceOutcome> outcome_;
   Continuation continuation_;
 };

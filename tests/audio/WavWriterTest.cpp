@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "audio/AudioFile.h"
 #include "audio/WavWriter.h"
 #include "base/Uuid.h"
 #include "support/TempDir.h"
@@ -11,22 +12,11 @@
 namespace murvelo {
 namespace {
 
-struct WavContents {
-  SF_INFO info{};
-  std::vector<short> samples;
-};
-
-WavContents readWav(const std::filesystem::path& file) {
-  WavContents contents;
-  SNDFILE* sound = sf_open(file.c_str(), SFM_READ, &contents.info);
-  if (!sound) {
-    ADD_FAILURE() << "cannot open " << file;
-    return contents;
-  }
-  contents.samples.resize(static_cast<std::size_t>(contents.info.frames));
-  sf_readf_short(sound, contents.samples.data(), contents.info.frames);
-  sf_close(sound);
-  return contents;
+// The samples of a file the writer made, read back at its own rate.
+std::vector<float> samplesOf(const std::filesystem::path& file) {
+  auto samples = readAudioFile(file, 16000);
+  EXPECT_TRUE(samples.ok()) << file;
+  return samples.ok() ? samples.value() : std::vector<float>{};
 }
 
 CapturedAudio captureOf(std::vector<std::size_t> bufferSizes, double rate, float value = 0.1f) {
@@ -37,20 +27,15 @@ CapturedAudio captureOf(std::vector<std::size_t> bufferSizes, double rate, float
   return audio;
 }
 
-CapturedAudio sine(double rate, double seconds, double hz, float amplitude, std::size_t bufferSize) {
-  CapturedAudio audio;
-  audio.format = AudioFormat{rate, 1};
-  auto total = static_cast<std::size_t>(rate * seconds);
-  std::vector<float> current;
-  for (std::size_t i = 0; i < total; ++i) {
-    current.push_back(amplitude * static_cast<float>(std::sin(2 * std::numbers::pi * hz * i / rate)));
-    if (current.size() == bufferSize) {
-      audio.buffers.push_back(std::make_shared<const std::vector<float>>(std::move(current)));
-      current.clear();
-    }
+// One second of a 440 Hz tone at half scale, in capture-sized buffers.
+CapturedAudio sine(double rate) {
+  CapturedAudio audio{{}, AudioFormat{rate, 1}};
+  for (std::size_t at = 0; at < static_cast<std::size_t>(rate); at += 1024) {
+    auto buffer = std::make_shared<std::vector<float>>();
+    for (std::size_t i = at; i < std::min(at + 1024, static_cast<std::size_t>(rate)); ++i)
+      buffer->push_back(0.5f * static_cast<float>(std::sin(2 * std::numbers::pi * 440 * i / rate)));
+    audio.buffers.push_back(buffer);
   }
-  if (!current.empty())
-    audio.buffers.push_back(std::make_shared<const std::vector<float>>(std::move(current)));
   return audio;
 }
 
@@ -67,9 +52,8 @@ TEST(WavWriterTest, AQuarterSecondOrLessGivesNoFile) {
     bool file;
   };
   const Case cases[] = {
-      {{4000}, 16000, false},      {{4001}, 16000, true},   {{2000, 2000}, 16000, false},
-      {{2000, 2001}, 16000, true}, {{12000}, 48000, false}, {{12001}, 48000, true},
-      {{}, 16000, false},          {{11025}, 44100, false}, {{11026}, 44100, true},
+      {{4000}, 16000, false}, {{2000, 2001}, 16000, true}, {{12000}, 48000, false},
+      {{12001}, 48000, true}, {{}, 16000, false},
   };
   for (const auto& c : cases) {
     test::TempDir dir;
@@ -82,9 +66,7 @@ TEST(WavWriterTest, AQuarterSecondOrLessGivesNoFile) {
 
 TEST(WavWriterTest, NoFormatGivesNoFile) {
   test::TempDir dir;
-  CapturedAudio audio = captureOf({8000}, 16000);
-  audio.format.reset();
-  auto written = writeWAV(audio, dir.path());
+  auto written = writeWAV(CapturedAudio{captureOf({8000}, 16000).buffers, std::nullopt}, dir.path());
   ASSERT_TRUE(written.ok());
   EXPECT_FALSE(written.value().has_value());
 }
@@ -102,30 +84,27 @@ TEST(WavWriterTest, WritesA16kMono16BitPrivateFileNamedAfterAUuid) {
   EXPECT_EQ(std::filesystem::status(file).permissions() & std::filesystem::perms::all,
             std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 
-  WavContents contents = readWav(file);
-  EXPECT_EQ(contents.info.samplerate, 16000);
-  EXPECT_EQ(contents.info.channels, 1);
-  EXPECT_EQ(contents.info.format, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-  EXPECT_EQ(contents.info.frames, 16000);
+  SF_INFO info{};
+  sf_close(sf_open(file.c_str(), SFM_READ, &info));
+  EXPECT_EQ(info.samplerate, 16000);
+  EXPECT_EQ(info.channels, 1);
+  EXPECT_EQ(info.format, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+  EXPECT_EQ(info.frames, 16000);
 }
 
 TEST(WavWriterTest, ConvertsEachRateToOneThird16kFileKeepingTheSignal) {
-  struct Case {
-    double rate;
-    sf_count_t frames;
-  };
-  for (const Case& c : {Case{48000, 16000}, Case{44100, 16000}, Case{16000, 16000}, Case{8000, 16000}}) {
+  for (double rate : {48000.0, 44100.0, 16000.0, 8000.0}) {
+    SCOPED_TRACE(rate);
     test::TempDir dir;
-    // One second of a 440 Hz tone in capture-sized buffers.
-    auto written = writeWAV(sine(c.rate, 1.0, 440, 0.5f, 1024), dir.path());
-    ASSERT_TRUE(written.ok() && written.value()) << c.rate;
-    WavContents contents = readWav(*written.value());
-    EXPECT_EQ(contents.info.frames, c.frames) << c.rate;
+    auto written = writeWAV(sine(rate), dir.path());
+    ASSERT_TRUE(written.ok() && written.value());
+    auto samples = samplesOf(*written.value());
+    EXPECT_EQ(samples.size(), 16000u);
     // Level of the tone away from the converter's edges: amplitude / sqrt(2).
     double sum = 0;
-    std::size_t from = 2000, to = contents.samples.size() - 2000;
-    for (std::size_t i = from; i < to; ++i) sum += std::pow(contents.samples[i] / 32768.0, 2);
-    EXPECT_NEAR(std::sqrt(sum / static_cast<double>(to - from)), 0.5 / std::sqrt(2.0), 0.005) << c.rate;
+    std::size_t from = 2000, to = samples.size() - 2000;
+    for (std::size_t i = from; i < to; ++i) sum += samples[i] * samples[i];
+    EXPECT_NEAR(std::sqrt(sum / static_cast<double>(to - from)), 0.5 / std::sqrt(2.0), 0.005);
   }
 }
 
@@ -133,9 +112,9 @@ TEST(WavWriterTest, LoudSamplesClipInsteadOfWrapping) {
   test::TempDir dir;
   auto written = writeWAV(captureOf({8000}, 16000, 1.5f), dir.path());
   ASSERT_TRUE(written.ok() && written.value());
-  WavContents contents = readWav(*written.value());
-  ASSERT_FALSE(contents.samples.empty());
-  EXPECT_GE(contents.samples[4000], 32000);
+  auto samples = samplesOf(*written.value());
+  ASSERT_FALSE(samples.empty());
+  EXPECT_GE(samples[4000], 0.97f);
 }
 
 TEST(WavWriterTest, FailuresAreErrorsAndLeaveNoFile) {
@@ -149,7 +128,6 @@ TEST(WavWriterTest, FailuresAreErrorsAndLeaveNoFile) {
   noChannels.format->channels = 0;
   const Case cases[] = {
       {"zero rate", captureOf({8000}, 0), false, RecorderError::conversionFailed},
-      {"negative rate", captureOf({8000}, -16000), false, RecorderError::conversionFailed},
       {"no channels", noChannels, false, RecorderError::couldNotBuildBuffer},
       {"missing directory", captureOf({8000}, 16000), true, RecorderError::fileError},
   };
@@ -161,12 +139,6 @@ TEST(WavWriterTest, FailuresAreErrorsAndLeaveNoFile) {
     EXPECT_EQ(written.error(), c.expected) << c.what;
     EXPECT_EQ(filesIn(dir.path()), 0u) << c.what;
   }
-}
-
-TEST(WavWriterTest, RmsOfABuffer) {
-  EXPECT_EQ(rmsLevel({}), 0.0f);
-  EXPECT_FLOAT_EQ(rmsLevel({0.5f, -0.5f}), 0.5f);
-  EXPECT_FLOAT_EQ(rmsLevel({3.0f, 4.0f}), std::sqrt(12.5f));
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "accuracy/WER.h"
 #include "audio/AudioFile.h"
 #include "support/ChildProcess.h"
 #include "support/Pump.h"
@@ -49,31 +48,14 @@ class DictateCommandTest : public ::testing::Test {
   test::TempDir home_;
 };
 
-std::string delivered(const test::ProcessResult& result) {
-  auto json = nlohmann::json::parse(result.out, nullptr, false);
-  return json.is_string() ? json.get<std::string>() : "<not one JSON string: " + result.out + ">";
-}
-
-TEST_F(DictateCommandTest, PocketSphinxDictatesSynthesisedSpeechThroughTheWholeProgram) {
-  auto result = run(
-      {"dictate", "--wav", sample().string(), "--engine", "pocketsphinx", "--level", "none", "--realtime"});
-  ASSERT_EQ(result.exitCode, 0) << result.err;
-  std::string text = delivered(result);
-  EXPECT_EQ(text.back(), ' ') << "a trailing space follows the text";
-  // pocketsphinx hears a synthetic voice poorly, but not nothing: "three o'clock" at least.
-  auto score = WER::score(kSentence, text);
-  EXPECT_GE(score.hits, 2) << text;
-  EXPECT_LT(score.errorRate(), 1.0) << text;
-  // Streaming normally; the file fallback when a busy machine makes the finish miss its 3 s.
-  EXPECT_NE(result.err.find("engine pocketsphinx, path "), std::string::npos) << result.err;
-  EXPECT_NE(result.err.find("key-up to text"), std::string::npos) << result.err;
-}
-
+// pocketsphinx through the whole program: the desktop dictation test.
 TEST_F(DictateCommandTest, WhisperDictatesAtRealPaceAndTheCursorDecidesTheLeadingSpace) {
   auto result = run({"dictate", "--wav", sample().string(), "--engine", "whisper", "--model",
                      model().string(), "--before-cursor", "Notes:", "--realtime"});
   ASSERT_EQ(result.exitCode, 0) << result.err;
-  std::string text = delivered(result);
+  auto json = nlohmann::json::parse(result.out, nullptr, false);
+  ASSERT_TRUE(json.is_string()) << result.out;
+  std::string text = json.get<std::string>();
   ASSERT_GT(text.size(), 2u);
   EXPECT_EQ(text.front(), ' ') << "after \"Notes:\" the text needs a space";
   EXPECT_NE(result.err.find("engine whisper, path "), std::string::npos) << result.err;
@@ -108,15 +90,11 @@ TEST_F(DictateCommandTest, TranscribeFindsAnInstalledModelAndRefusesBadArguments
   EXPECT_NE(result.err.find("engine whisper"), std::string::npos) << result.err;
 
   const std::vector<std::vector<std::string>> bad = {
-      {"transcribe"},
-      {"transcribe", "a.wav", "b.wav"},
       {"transcribe", sample().string(), "--engine", "kaldi"},
       {"dictate"},
       {"dictate", "--wav", sample().string(), "--level", "medium"},
-      {"dictate", "--wav", sample().string(), "extra"},
   };
   for (const auto& args : bad) EXPECT_EQ(run(args).exitCode, 2) << ::testing::PrintToString(args);
-  EXPECT_EQ(run({"transcribe", (home_ / "missing.wav").string(), "--engine", "pocketsphinx"}).exitCode, 1);
 
   // The audio is looked at before any recogniser is loaded: a bad file costs no model load.
   test::writeFile(home_ / "notes.txt", "not audio");

@@ -47,7 +47,6 @@ class FakeRecognizer : public Recognizer {
   struct Made {
     Mode mode;
     std::vector<float> samples;  // all that was fed
-    bool finished = false;
   };
   std::vector<Made> sessions() const {
     std::lock_guard lock(mutex_);
@@ -85,8 +84,6 @@ class FakeRecognizer::Session : public RecognitionSession {
       owner_.changed_.wait(lock, [&] { return owner_.released_; });
     }
     for (const auto& result : script_.results) onResult_(result);
-    std::lock_guard lock(owner_.mutex_);
-    owner_.made_[index_].finished = true;
     return Status::ok();
   }
 
@@ -102,7 +99,7 @@ inline Result<std::unique_ptr<RecognitionSession>, std::string> FakeRecognizer::
   std::lock_guard lock(mutex_);
   std::size_t index = made_.size();
   Script script = scripts.empty() ? Script{} : scripts[std::min(index, scripts.size() - 1)];
-  made_.push_back({mode, {}, false});
+  made_.push_back({mode, {}});
   return std::unique_ptr<RecognitionSession>(
       new Session(*this, index, std::move(script), std::move(onResult)));
 }

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
 #include <map>
 #include <random>
 
@@ -12,7 +11,6 @@
 #include "support/PcmWav.h"
 #include "support/SharedModel.h"
 #include "support/TempDir.h"
-#include "tools/SyntheticWhisperModel.h"
 
 namespace murvelo {
 namespace {
@@ -29,9 +27,7 @@ TEST(WhisperModelChoiceTest, EnglishModelsFirstAndBaseEnPreferred) {
       {{"ggml-base.en-q5_1.bin", "ggml-base.en.bin"}, "ggml-base.en.bin"},
       {{"ggml-base.en-q5_1.bin", "ggml-small.en.bin"}, "ggml-base.en-q5_1.bin"},
       {{"ggml-large-v3.bin", "ggml-base.bin"}, "ggml-base.bin"},
-      {{"ggml-large-v3-turbo.bin"}, "ggml-large-v3-turbo.bin"},
       {{"notes.txt", "ggml-.bin", "base.en.bin", "ggml-base.en.bin.partial"}, ""},
-      {{}, ""},
   };
   for (const auto& c : cases) {
     std::vector<std::filesystem::path> files(c.files.begin(), c.files.end());
@@ -91,17 +87,6 @@ TEST(SpeechActivityTest, SilenceAndSteadyNoiseAreNotSpeech) {
   for (const auto& c : cases) EXPECT_EQ(SpeechActivity::hasSpeech(c.samples, 16000), c.speech) << c.name;
 }
 
-TEST(SpeechActivityTest, QuietestPointFallsInAPause) {
-  auto samples = syllables(2, 0.3);
-  for (std::size_t from : {std::size_t{0}, std::size_t{8000}, std::size_t{12345}}) {
-    std::size_t cut = SpeechActivity::quietestPoint(samples, 16000, from, from + 12800);
-    ASSERT_GE(cut, from);
-    ASSERT_LE(cut, from + 12800);
-    EXPECT_GE((cut / 16) % 250, 150u) << "cut at " << cut << " lies inside a burst";
-  }
-  EXPECT_EQ(SpeechActivity::quietestPoint(samples, 16000, 100, 110), 110u);
-}
-
 class WhisperModelFileTest : public ::testing::Test {
  protected:
   static std::filesystem::path model() { return test::tinyModel(); }
@@ -115,16 +100,6 @@ TEST_F(WhisperModelFileTest, SyntheticModelHasTheRealShape) {
   EXPECT_FALSE(info.value().multilingual());
   EXPECT_EQ(info.value().state, 384);
   EXPECT_EQ(info.value().tensors, 11 + 15 * 4 + 24 * 4);
-  // Within a few kilobytes of the published tiny.en file.
-  EXPECT_NEAR(static_cast<double>(std::filesystem::file_size(model())), 77691713.0, 100000);
-
-  auto base = *dir_ / "ggml-base.en.bin";
-  ASSERT_TRUE(SyntheticWhisperModel::write(base, SyntheticWhisperModel::Architecture::baseEn));
-  auto baseInfo = inspectWhisperModel(base);
-  ASSERT_TRUE(baseInfo.ok()) << baseInfo.error();
-  EXPECT_EQ(baseInfo.value().size(), "base");
-  EXPECT_EQ(baseInfo.value().state, 512);
-  std::filesystem::remove(base);
 }
 
 TEST_F(WhisperModelFileTest, DamagedFilesAreRefusedWithAReason) {
@@ -137,11 +112,9 @@ TEST_F(WhisperModelFileTest, DamagedFilesAreRefusedWithAReason) {
   };
   const Case cases[] = {
       {"header only", 20, {}, "truncated"},
-      {"cut in the vocabulary", 40000, {}, "truncated"},
       {"cut in a tensor", whole / 2, {}, "truncated"},
       {"last byte missing", whole - 1, {}, "truncated"},
       {"text file", 0, "this is not a model\n", "not a whisper model"},
-      {"empty", 0, "", "not a whisper model"},
       {"ggml magic, nonsense after", 0, std::string("lmgg") + std::string(64, '\x7f'), "not a whisper model"},
   };
   for (const auto& c : cases) {
@@ -186,11 +159,8 @@ TEST_F(WhisperModelFileTest, CraftedHeadersAreRefusedWithoutLoopingOrReachingWhi
   };
   const Case cases[] = {
       {"extents whose product overflows", {}, {big, big, big, big}, "bad tensor shape"},
-      {"extents larger than the file", {}, {65536, 65536}, "bad tensor shape"},
       {"one attention-head count changed", {{8, 7}}, {1}, "architecture"},
-      {"heads that do not divide the state", {{4, 5}, {8, 5}}, {1}, "architecture"},
       {"unknown file type", {{11, 5}}, {1}, "weight format"},
-      {"quantisation version from the future", {{11, 3001}}, {1}, "weight format"},
       {"mel filters of another size", {{12, 81}}, {1}, "mel filters"},
   };
   for (const auto& c : cases) {
