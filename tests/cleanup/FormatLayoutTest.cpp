@@ -45,16 +45,10 @@ TEST(FormatLayout, Cases) {
        "We should talk about the",
        {"restore-unfinished-ending"},
        "we should talk about the"},
-      {"Buy milk and.", "Buy milk and", {"restore-unfinished-ending"}, "buy milk and  "},
-      {"It was, scratch that.",
-       "It was, scratch that",
-       {"restore-unfinished-ending"},
-       "it was, scratch that"},
-      {"Buy milk and.", "Buy milk and.", {}, "buy milk and."},  // the speaker did end it
-      {"Buy milk.", "Buy milk.", {}, "buy milk"},
       // Phrase rules: a determiner restart collapses.
       {"I saw the, you know, the plan.", "I saw the plan.", {"atomic-determiner-filler-restart"}},
-      {"I saw the, you know, a plan.", "I saw the, you know, a plan."},  // not the same determiner
+      {"I saw the, you know, a plan.", "I saw the, you know, a plan."},          // not the same determiner
+      {"He said the, you know, the plan.", "He said the, you know, the plan."},  // reported speech
       // Phrase rules: a repeated opening phrase stands once.
       {"For a, for a moment I froze.", "For a moment I froze.", {"repeated-open-phrase"}},
       {"We met in the, In the lobby.", "We met in the lobby.", {"repeated-open-phrase"}},
@@ -74,7 +68,6 @@ TEST(FormatLayout, Cases) {
       // "I mean" after a modal, or before a restatement, corrects.
       {"We could, I mean, should go.", "We could, I mean, should go."},
       {"It's fine, I mean, it's not great.", "It's fine, I mean, it's not great."},
-      {"It's fine, I mean, it’s not great.", "It's fine, I mean, it’s not great."},
       // Kept: no letter after it.
       {"It is, you know, 42.", "It is, you know, 42."},
       // Kept: inside a quotation.
@@ -83,14 +76,8 @@ TEST(FormatLayout, Cases) {
       {"Email Anna, subject lunch plans. Hi Anna, are you free on Friday?",
        "Email Anna\nSubject: Lunch plans.\n\nHi Anna,\n\nAre you free on Friday?",
        {"email-command-subject"}},
-      {"Email Dr. Lee subject: results. Dear Dr. Lee, the scans are back.",
-       "Email Dr. Lee\nSubject: Results.\n\nDear Dr. Lee,\n\nThe scans are back.",
-       {"email-command-subject"}},
       {"Write to Ben. Hi Ben, the invoice is paid.",
        "Write to Ben.\n\nHi Ben,\n\nThe invoice is paid.",
-       {"email-command-recipient"}},
-      {"Write an email to Ben. Hello Ben. The invoice is paid.",
-       "Write an email to Ben.\n\nHello Ben,\n\nThe invoice is paid.",
        {"email-command-recipient"}},
       {"Email anna subject lunch plans. Hi anna, are you free?",
        "Email Anna\nSubject: Lunch plans.\n\nHi Anna,\n\nAre you free?"},
@@ -103,27 +90,21 @@ TEST(FormatLayout, Cases) {
       {"Hi John. Thanks for the update.", "Hi John,\n\nThanks for the update."},
       {"Hi John thanks for the update.", "Hi John,\n\nThanks for the update."},
       {"Hi, John. Thanks.", "Hi John,\n\nThanks."},
-      {"Hi Mary Ann Smith, welcome aboard.", "Hi Mary Ann Smith,\n\nWelcome aboard."},
       {"Dear Dr. Lee, the scans are back.", "Dear Dr. Lee,\n\nThe scans are back."},
       {"Good morning everyone. Quick update on the launch.",
        "Good morning everyone,\n\nQuick update on the launch."},
       {"Hi John and Mary, the plan is set.", "Hi John and Mary,\n\nThe plan is set."},
       {"Hi mom, I'll be late tonight.", "Hi mom,\n\nI'll be late tonight."},
-      {"Hi Aunt Sarah, we arrived.", "Hi Aunt Sarah,\n\nWe arrived."},
       // A title keeps its full stop and is never the name, whatever case it was dictated in.
       {"Dear mr. smith, the parcel arrived.", "Dear Mr. Smith,\n\nThe parcel arrived."},
       {"Hi dr jones thanks for the call.", "Hi Dr. Jones,\n\nThanks for the call."},
       // Speech recognisers write names in lower case; the name is capitalised.
-      {"Hi john, thanks for the update.", "Hi John,\n\nThanks for the update."},
       {"Hi john thanks for the update.", "Hi John,\n\nThanks for the update."},
       // EmailGreeting: greeting without name.
       // "Thanks" is never a name: a greeting without one.
-      {"Hi, thanks for coming.", "Hi,\n\nThanks for coming."},
       {"Hi thanks for coming.", "Hi,\n\nThanks for coming."},
-      {"Good morning, I wanted to check in.", "Good morning,\n\nI wanted to check in."},
       // EmailGreeting: greeting only.
       {"Hi John.", "Hi John,", {"email-greeting-only"}},
-      {"Hello team!", "Hello team,", {"email-greeting-only"}},
       // EmailGreeting: not a greeting.
       {"Hey look at this.", "Hey look at this."},
       {"Morning meeting is at ten.", "Morning meeting is at ten."},
@@ -137,8 +118,6 @@ TEST(FormatLayout, Cases) {
       {"Hi Sam, if the parcel is not here by Friday please call the shop.",
        "Hi Sam,\n\nIf the parcel is not here by Friday, please call the shop.",
        {"email-introductory-condition-comma"}},
-      {"Hi Sam. The parcel is late. If it is not here before 5 pm send a note.",
-       "Hi Sam,\n\nThe parcel is late. If it is not here before 5 pm, send a note."},
       // Not an imperative after the time: no comma.
       {"Hi Sam, if it rains by Friday we stay home.", "Hi Sam,\n\nIf it rains by Friday we stay home."},
       // Outside a message body: no comma.
@@ -147,8 +126,6 @@ TEST(FormatLayout, Cases) {
       {"Thanks for the help. Have a great weekend, guys!",
        "Thanks for the help.\n\nHave a great weekend, guys!",
        {"email-courtesy-paragraph"}},
-      {"The files are attached. Okay, talk to you tomorrow.",
-       "The files are attached.\n\nOkay, talk to you tomorrow."},
       // Run into the last sentence with a comma: the sentence is closed and the closing set off.
       {"Let me know if it works, take care.",
        "Let me know if it works.\n\nTake care.",
@@ -161,14 +138,12 @@ TEST(FormatLayout, Cases) {
       {"Hi Anna, the report is attached. Talk soon. Ben",
        "Hi Anna,\n\nThe report is attached.\n\nTalk soon,\nBen",
        {"email-courtesy-paragraph", "email-courtesy-signature"}},
-      {"The report is attached. Take care, Ben Smith.", "The report is attached.\n\nTake care,\nBen Smith"},
       {"The report is attached. Take care! J.R. Smith", "The report is attached.\n\nTake care!\nJ.R. Smith"},
       {"The report is attached. Cheers, mate. Anna K.", "The report is attached. Cheers, mate. Anna K."},
       // EmailClosing: closing block.
       {"Hi Anna, the draft is ready. Thanks, Ben.",
        "Hi Anna,\n\nThe draft is ready.\n\nThanks,\nBen",
        {"email-closing-block", "email-signature"}},
-      {"The draft is ready. Best regards. Ben Okafor", "The draft is ready.\n\nBest regards,\nBen Okafor"},
       {"The draft is ready. Kind regards Ben", "The draft is ready.\n\nKind regards,\nBen"},
       {"The draft is ready, thanks, Ben.", "The draft is ready.\n\nThanks,\nBen"},
       // EmailClosing: lower case signature in a message.
@@ -181,24 +156,19 @@ TEST(FormatLayout, Cases) {
       {"The build is green. Thanks, marco.", "The build is green. Thanks, marco."},
       // EmailClosing: sign off words are never names.
       {"Hi Bo, all set. Love.", "Hi Bo,\n\nAll set. Love."},
-      {"Hi Bo, all set. Thanks, Cheers.", "Hi Bo,\n\nAll set. Thanks, Cheers."},
       {"Hi Bo, see you. Thanks, Monday.", "Hi Bo,\n\nSee you. Thanks, Monday."},
       // EmailClosing: final name signature.
       {"Hi team, the build is green. Marco.",
        "Hi team,\n\nThe build is green.\nMarco",
        {"email-final-name-signature"}},
-      {"Hi team, the build is green. Anna Lee", "Hi team,\n\nThe build is green.\nAnna Lee"},
       // Not a message: a lone name stays in the sentence flow.
       {"I met him at noon. Marco.", "I met him at noon. Marco."},
       {"Hi team, we meet on. Friday.", "Hi team,\n\nWe meet on. Friday."},
-      // Email: whole messages.
-      {"Hi Priya, thanks for sending the slides. I added two charts. If you need anything by Monday please "
-       "call me. Have a good weekend. Tom",
-       "Hi Priya,\n\nThanks for sending the slides. I added two charts. If you need anything by Monday, "
-       "please "
-       "call me.\n\nHave a good weekend,\nTom"},
-      {"Hello everyone, the office is closed tomorrow. Thanks, Facilities Team",
-       "Hello everyone,\n\nThe office is closed tomorrow.\n\nThanks,\nFacilities Team"},
+      // Email: whole messages, from the transcript.
+      {"Hi Anna, thanks. Separately, the car is fixed. Talk soon. Ben",
+       "Hi Anna,\n\nThanks.\n\nSeparately, the car is fixed.\n\nTalk soon,\nBen",
+       {},
+       "hi anna thanks separately the car is fixed talk soon ben"},
       // Email: paragraph separators normalised.
       {"First part.  \n \n\n  Second part.", "First part.\n\nSecond part."},
       {"One line.\nNext line.", "One line.\nNext line."},
@@ -206,7 +176,6 @@ TEST(FormatLayout, Cases) {
       {"Please send the invoice to Anna not Ben.",
        "Please send the invoice to Anna, not Ben.",
        {"destination-contrast-comma"}},
-      {"Give the keys to Mr. Hill not to Mrs. Hill.", "Give the keys to Mr. Hill, not to Mrs. Hill."},
       {"Send it to Anna, not Ben.", "Send it to Anna, not Ben."},
       {"Take it to the store not knowing why.", "Take it to the store not knowing why."},
       {"I went to Anna not Ben.", "I went to Anna not Ben."},
@@ -217,8 +186,6 @@ TEST(FormatLayout, Cases) {
       {"Number one, milk, and number two, eggs.", "Number one, milk,\nand number two, eggs."},
       {"1st, check the oil. 2nd, check the tyres. 3rd, fill up.",
        "1st, check the oil.\n2nd, check the tyres.\n3rd, fill up."},
-      {"Number one: what is the budget? Number two: who signs it?",
-       "Number one: what is the budget?\nNumber two: who signs it?"},
       // One marker, or markers that do not count up from one, are no list.
       {"Number two, call Sam.", "Number two, call Sam."},
       {"He came in 1st. Then 3rd. Nice.", "He came in 1st. Then 3rd. Nice."},
@@ -240,7 +207,6 @@ TEST(FormatLayout, Cases) {
       {"Three things colon buy milk. Call mom. Pay rent.",
        "Three things colon\nbuy milk.\nCall mom.\nPay rent.",
        {"spoken-number-list"}},
-      {"Two tasks for today colon milk and eggs.", "Two tasks for today colon\nmilk and eggs."},
       {"Pack the bags semicolon book the taxi semicolon lock the door.",
        "Pack the bags semicolon\nbook the taxi semicolon\nlock the door.",
        {"explicit-spoken-semicolon-list"}},
@@ -273,8 +239,6 @@ TEST(FormatLayout, Cases) {
       {"First, call the bank. Second, email Sam. And lastly, book flights. These are urgent.",
        "First, call the bank.\nSecond, email Sam.\nAnd lastly, book flights.\n\nThese are urgent.",
        {"paragraph-after-list"}},
-      {"We have a five step list. Firstly, we hire. Another, we train. Next, we ship.",
-       "We have a five step list.\nFirstly, we hire.\nAnother, we train.\nNext, we ship."},
       // Lead words without an announcement or a first/second enumeration stay in the prose.
       {"Next, we ship. Finally, we rest.", "Next, we ship. Finally, we rest."},
       // Lists: ordinal topics.
@@ -299,7 +263,6 @@ TEST(FormatLayout, Cases) {
        {},
        "three things colon milk and eggs"},
       {"Pack the bags; book the taxi.", "Pack the bags; book the taxi.", {}, "pack the bags; book the taxi"},
-      {"Three things: milk and eggs.", "Three things: milk and eggs.", {}, "three things: milk and eggs"},
       {"Note the word; here; and the term; there.",
        "Note the word; here; and the term; there.",
        {},
@@ -328,6 +291,7 @@ TEST(FormatLayoutGuards, TrippedGuardReturnsRawWithoutEdits) {
       {"Is it done.", "is it done?", "tidy-dropped-question-mark"},
       {"Run `git status` now.", "run `git  status` now", "tidy-changed-protected-literal"},
       {"Call me. If you can. Then go.", "call me. if you can. then go", "ambiguous-tidy-conditional-join"},
+      {"", "", "layout-empty"},
   };
   for (const auto& c : cases) {
     const FormatResult result = layout(c.tidied, c.raw, true);
@@ -337,30 +301,10 @@ TEST(FormatLayoutGuards, TrippedGuardReturnsRawWithoutEdits) {
   }
 }
 
-// Reported speech keeps the words as spoken.
-TEST(FormatLayoutPhraseRules, ReportedRestartIsKept) {
-  const FormatResult reported =
-      layout("He said the, you know, the plan.", "He said the, you know, the plan.", true);
-  EXPECT_FALSE(hasRule(reported, "atomic-determiner-filler-restart"));
-}
-
 TEST(FormatLayoutPhraseRules, RunWithoutLayoutToo) {
   const FormatResult result = layout("It was, you know, good. Separately, fine.", "x", false);
   EXPECT_FALSE(result.rejection);
   EXPECT_EQ(result.text, "It was good. Separately, fine.");
-}
-
-TEST(FormatLayoutResult, OnlyWhiteSpaceAndPunctuationMove) {
-  const FormatResult result = layout("Hi Anna, thanks. Separately, the car is fixed. Talk soon. Ben",
-                                     "hi anna thanks separately the car is fixed talk soon ben", true);
-  EXPECT_FALSE(result.rejection);
-  EXPECT_EQ(result.text, "Hi Anna,\n\nThanks.\n\nSeparately, the car is fixed.\n\nTalk soon,\nBen");
-}
-
-TEST(FormatLayoutResult, EmptyTextStaysEmpty) {
-  const FormatResult result = layout("", "", true);
-  EXPECT_EQ(result.text, "");
-  EXPECT_EQ(result.rejection, std::optional<std::string>("layout-empty"));
 }
 
 std::string words(int count) {

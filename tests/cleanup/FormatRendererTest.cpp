@@ -25,9 +25,7 @@ TEST(FormatRenderer, BreaksBecomeNewlines) {
       {"a \n b", {1}, {}, {1}, "a\n\nb"},               // not for a paragraph
       {"  lead a b  ", {2}, {2}, {}, "  lead a\nb  "},  // outer white space stays
       {"\u00C9t\u00E9 fini. Oui.", {2}, {}, {2}, "\u00C9t\u00E9 fini.\n\nOui."},
-      {"   ", {}, {}, {}, "   "},
       {"", {}, {}, {}, ""},
-      {"a b", {}, {}, {}, "a b"},
   };
   for (const auto& c : cases) {
     const Rendered rendered = renderBreaks(fromUtf8(c.text), c.breaks, c.lines, c.paragraphs);
