@@ -34,8 +34,6 @@ TEST(HUDModel, StatusToPhase) {
       {DictationStatus::message("Typing it out…"), false, K::typing, "Typing it out…"},
       {DictationStatus::message("Selected microphone unavailable. Check Settings."), false, K::notice,
        "Selected microphone unavailable. Check Settings."},
-      {DictationStatus::message("Couldn't reach the microphone"), false, K::notice,
-       "Couldn't reach the microphone"},
       {DictationStatus::message("Something else entirely"), false, std::nullopt, ""},
   };
   for (const auto& c : cases) {
