@@ -25,17 +25,13 @@ class ScriptedCleaner : public TranscriptCleaner {
   mutable std::vector<std::pair<CleanupLevel, bool>> calls;
 };
 
-// A field that takes its time to answer.
-class SlowCursor : public CursorContextReader {
- public:
-  SlowCursor(MainLoop& loop, MainLoop::Duration delay) : loop_(loop), delay_(delay) {}
+// A field that takes 20 s to answer.
+struct SlowCursor : CursorContextReader {
+  explicit SlowCursor(MainLoop& loop) : loop(loop) {}
   void read(std::function<void(CursorContext)> done) override {
-    loop_.postAfter(delay_, [done] { done(CursorContext::fromText("")); });
+    loop.postAfter(20s, [done] { done(CursorContext::fromText("")); });
   }
-
- private:
-  MainLoop& loop_;
-  MainLoop::Duration delay_;
+  MainLoop& loop;
 };
 
 class ControllerTest : public ::testing::Test {
@@ -86,11 +82,6 @@ class ControllerTest : public ::testing::Test {
   bool hasLog(const std::string& message) const { return logs.sink().has(message); }
   AppSettings& settings() { return app->settings(); }
   HistoryStore& history() { return app->history(); }
-  std::vector<std::string> delivered() const {
-    std::vector<std::string> out;
-    for (const auto& d : inserter.deliveries()) out.push_back(d.text);
-    return out;
-  }
 
   mutable test::ScopedLogCapture logs;
   ManualLoop loop;
@@ -136,7 +127,7 @@ TEST_F(ControllerTest, SelectedMicrophoneStartFailureNotice) {
 }
 
 TEST_F(ControllerTest, RunResetWhileReadingTheCursorIsAbandonedBeforeInsert) {
-  SlowCursor slow(loop, 20s);
+  SlowCursor slow(loop);
   make(&slow);
   speech.scriptStream(ScriptedAnswer::says("words", 100ms));
   press(0ms);
@@ -209,7 +200,8 @@ TEST_F(ControllerTest, WithoutStreamingTheFileIsTheOnlySource) {
   EXPECT_EQ(controller->stageTrace(1),
             (std::vector<std::string>{"begin", "finalize", "wav-write", "wav-transcribe", "context",
                                       "cleanup", "insert", "done"}));
-  EXPECT_EQ(delivered(), std::vector<std::string>{"file words "});
+  ASSERT_EQ(inserter.deliveries().size(), 1u);
+  EXPECT_EQ(inserter.deliveries()[0].text, "file words ");
 }
 
 TEST_F(ControllerTest, TooLittleAudioForAFileMeansNoWords) {
