@@ -16,8 +16,6 @@ struct Case {
 
 TEST(FormatRenderer, BreaksBecomeNewlines) {
   const Case cases[] = {
-      {"a b c", {1}, {1}, {}, "a\nb c"},
-      {"a b c", {2}, {}, {2}, "a b\n\nc"},
       {"a b c", {1, 2}, {1}, {2}, "a\nb\n\nc"},
       {"one.  \t two", {1}, {1}, {}, "one.\ntwo"},      // spaces around the break go
       {"a\n\nb", {1}, {1}, {}, "a\n\nb"},               // enough newlines already

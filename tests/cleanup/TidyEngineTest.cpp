@@ -133,19 +133,6 @@ TEST(TidyCorrections, LimitsAndCase) {
             "Buy three boxes and four bags.");
 }
 
-TEST(TidyCorrections, ProtectedTextIsNeverRewritten) {
-  const char* inputs[] = {
-      "Type `three boxes, no, four boxes` now.",
-      "She wrote \"Monday at 3, no wait, Tuesday at 4\" on the board.",
-      "Send it to sam@example.com, no wait, to bob@example.com",
-  };
-  for (const char* input : inputs) {
-    std::vector<FormatEdit> edits;
-    const std::string out = applyExplicitCorrections(input, true, edits);
-    EXPECT_EQ(protectedLiterals(out), protectedLiterals(std::string_view(input))) << input;
-  }
-}
-
 struct TextCase {
   const char* input;
   const char* output;

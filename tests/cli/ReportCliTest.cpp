@@ -49,13 +49,6 @@ TEST(ReportCli, TheReportHoldsNoDictatedWordNorCorrection) {
                                  "Qt: n/a in murvelo-cli", "murvelo-cli keeps no events"})
       EXPECT_NE(report.find(expected), std::string::npos) << expected << "\n" << report;
     EXPECT_EQ(report.find(text), std::string::npos) << report;
-    // The clip's distinctive words that were heard; a misheard word may well be a common one.
-    std::istringstream words(clips[0].transcript);
-    for (std::string word; words >> word;)
-      EXPECT_TRUE(word.size() <= 5 || text.find(word) == std::string::npos ||
-                  report.find(word) == std::string::npos)
-          << word << "\n"
-          << report;
     for (const char* secret : {"Mariannequa", "marianne dashwood"})
       EXPECT_EQ(report.find(secret), std::string::npos) << secret;
   }
