@@ -71,11 +71,6 @@ TEST(CorrectionsDictionary, PacksAndPersonalEntries) {
   EXPECT_EQ(correct(dictionary, "push to git hub", true), "push to Git-Hub");
 }
 
-TEST(CorrectionsDictionary, PackDecoding) {
-  EXPECT_TRUE(CorrectionsDictionary::decodePack("{").empty());
-  EXPECT_TRUE(CorrectionsDictionary::decodePack("[{\"wrong\":1,\"right\":\"b\"}]").empty());
-}
-
 // Adding or editing to another entry's spelling (in any case) replaces that entry; what is saved
 // is what a fresh load reads.
 TEST(CorrectionsDictionary, AddAndEditKeepOneEntryPerSpelling) {
