@@ -45,17 +45,5 @@ TEST(FormatEngine, EditsListTidyFirstThenLayout) {
   EXPECT_TRUE(hasRule(result, "email-greeting"));
 }
 
-TEST(FormatEngine, LayoutOnlyWithBothOptions) {
-  const std::string raw = "hi john, thanks for the update. separately, the car is fixed";
-  const FormatResult laidOut = kFormat.format(raw, true, true);
-  EXPECT_NE(laidOut.text.find('\n'), std::string::npos);
-  for (const auto& [a, b] : {std::pair{true, false}, std::pair{false, true}, std::pair{false, false}}) {
-    const FormatResult plain = kFormat.format(raw, a, b);
-    EXPECT_FALSE(plain.rejection);
-    EXPECT_EQ(plain.text.find('\n'), std::string::npos) << a << b;
-    EXPECT_FALSE(hasRule(plain, "email-greeting"));
-  }
-}
-
 }  // namespace
 }  // namespace murvelo::cleanup

@@ -288,12 +288,6 @@ TEST(FormatLayoutGuards, TrippedGuardReturnsRawWithoutEdits) {
   }
 }
 
-TEST(FormatLayoutPhraseRules, RunWithoutLayoutToo) {
-  const FormatResult result = layout("It was, you know, good. Separately, fine.", "x", false);
-  EXPECT_FALSE(result.rejection);
-  EXPECT_EQ(result.text, "It was good. Separately, fine.");
-}
-
 std::string words(int count) {
   std::string out;
   for (int i = 0; i < count; ++i) out += "word ";

@@ -73,9 +73,7 @@ TEST(TidyCorrections, GuardsLeaveTheTextAlone) {
   const char* blocked[] = {
       "He said Monday at 3, no wait, Tuesday at 4.",                     // reported speech
       "The word is Monday at 3, no wait, Tuesday at 4.",                 // words about words
-      "Keep the label 50 dollars, sorry, 60 dollars.",                   // keep the wording
       "Maybe Monday at 3, no wait, Tuesday at 4.",                       // deliberation
-      "We could choose three boxes, no, four boxes.",                    // weighing options
       "The score was 3 out of 5, no, 4.",                                // a fraction
       "Not Monday at 3, no wait, Tuesday at 4.",                         // a negated first value
       "I'm busy Monday at 3, no wait, Tuesday at 4.",                    // schedule negation
@@ -100,7 +98,6 @@ TEST(TidyCorrections, InstructionsAreNotReportedSpeech) {
   };
   const Case cases[] = {
       {"He said ", true},
-      {"She told me that we meet ", true},
       {"Use the phrase ", true},
       {"Tell him we meet ", false},                   // an instruction: the waiver
       {"He said it. Then tell him we meet ", false},  // the report was an earlier sentence
