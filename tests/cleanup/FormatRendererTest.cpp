@@ -34,12 +34,12 @@ TEST(FormatRenderer, BreaksBecomeNewlines) {
 
 TEST(FormatRenderer, InvalidBreakIndex) {
   const Case cases[] = {
-      {"a b c", {0}, {0}, {}, ""},                                 // before the first token
-      {"a b c", {3}, {3}, {}, ""},                                 // past the last gap
-      {"a b c", {-1}, {-1}, {}, ""},  {"a b c", {1}, {}, {}, ""},  // a break of no kind
-      {"a b c", {1}, {1}, {1}, ""},                                // a break of both kinds
-      {"a b c", {1, 2}, {1}, {}, ""},                              // lists of different lengths
-      {"   ", {1}, {1}, {}, ""},                                   // no tokens, no gaps
+      {"a b c", {0}, {0}, {}, ""},     // before the first token
+      {"a b c", {3}, {3}, {}, ""},     // past the last gap
+      {"a b c", {1}, {}, {}, ""},      // a break of no kind
+      {"a b c", {1}, {1}, {1}, ""},    // a break of both kinds
+      {"a b c", {1, 2}, {1}, {}, ""},  // lists of different lengths
+      {"   ", {1}, {1}, {}, ""},       // no tokens, no gaps
   };
   for (const auto& c : cases) {
     const Rendered rendered = renderBreaks(fromUtf8(c.text), c.breaks, c.lines, c.paragraphs);
