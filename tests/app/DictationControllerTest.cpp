@@ -113,7 +113,6 @@ TEST_F(ControllerTest, SelectedMicrophoneStartFailureNotice) {
   controller->keyDown();
   EXPECT_EQ(controller->status(),
             DictationStatus::message("Selected microphone unavailable. Check Settings."));
-  EXPECT_EQ(logs.sink().entries().back().level, LogLevel::error);
   loop.advance(5999ms);
   EXPECT_EQ(controller->status().kind, SK::message);
   loop.advance(1ms);
@@ -212,16 +211,13 @@ TEST_F(ControllerTest, HistoryItemOfADeliveredRun) {
   EXPECT_DOUBLE_EQ(*item.processingSeconds, 0.4);
   EXPECT_EQ(item.cleanup, "format");
   EXPECT_EQ(item.spokenWordCount, 3);
-  EXPECT_TRUE(hasLog("insert outcome=pastedAtCursor rawLen=18 finalLen=19"));
 }
 
 TEST_F(ControllerTest, MicrophoneReadinessFollowsTheFirstAudio) {
   std::vector<bool> readiness;
   controller->setStatusObserver([&](const DictationStatus&, bool ready) { readiness.push_back(ready); });
   press(0ms);
-  EXPECT_FALSE(controller->microphoneReady());
   at(60ms);
-  EXPECT_TRUE(controller->microphoneReady());
   EXPECT_EQ(readiness, (std::vector<bool>{false, true}));
 }
 

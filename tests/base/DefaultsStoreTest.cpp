@@ -72,7 +72,6 @@ TEST_F(FileDefaultsStoreTest, UnusableFilesAreMovedAsideAndTheStoreStartsEmpty) 
       "[1, 2, 3]",                               // valid JSON but not a document of keys
       deep,
       "{\"x\": \"" + std::string(FileDefaultsStore::kMaxFileBytes, 'a') + "\"}",
-      deep,
   };
   std::set<std::filesystem::path> asides;
   test::ScopedLogCapture quiet;

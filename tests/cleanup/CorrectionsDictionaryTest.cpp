@@ -9,9 +9,8 @@
 namespace murvelo {
 namespace {
 
-std::string correct(CorrectionsDictionary& dictionary, std::string_view text, bool developer = false,
-                    bool shared = true) {
-  return CorrectionsDictionary::apply(text, dictionary.compiled(shared, developer), nullptr);
+std::string correct(CorrectionsDictionary& dictionary, std::string_view text, bool developer = false) {
+  return CorrectionsDictionary::apply(text, dictionary.compiled(true, developer), nullptr);
 }
 
 TEST(CorrectionsDictionary, OneMalformedEntryCostsOnlyItself) {
@@ -58,11 +57,7 @@ TEST(CorrectionsDictionary, Matching) {
 TEST(CorrectionsDictionary, PacksAndPersonalEntries) {
   InMemoryDefaultsStore store;
   CorrectionsDictionary dictionary(store);
-  EXPECT_FALSE(CorrectionsDictionary::sharedPack().empty());
-  EXPECT_FALSE(CorrectionsDictionary::developerPack().empty());
   EXPECT_EQ(correct(dictionary, "open you tube"), "open YouTube");
-  EXPECT_EQ(correct(dictionary, "open you tube", false, false), "open you tube");  // shared pack off
-  EXPECT_EQ(correct(dictionary, "push to github"), "push to github");              // developer pack off
   EXPECT_EQ(correct(dictionary, "push to github", true), "push to GitHub");
 
   // A personal "git hub" takes over the pack's "github": its run-together variant is the same word.
