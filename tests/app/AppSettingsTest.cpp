@@ -14,8 +14,6 @@ std::string valueOf(const AppSettings& s, const std::string& key) {
   auto flag = [](bool on) { return std::string(on ? "true" : "false"); };
   if (key == "cleanupLevel") return std::string(rawValue(s.cleanupLevel()));
   if (key == "recordingMode") return std::string(rawValue(s.recordingMode()));
-  if (key == "hotkey") return std::string(rawValue(s.hotkey()));
-  if (key == "autoPaste") return flag(s.autoPaste());
   if (key == "useDictationEngine") return flag(s.useDictationEngine());
   if (key == "betaUpload") return flag(s.betaUpload());
   return s.microphoneStartupHistory().samples.empty() ? "empty" : "samples";
@@ -31,8 +29,6 @@ TEST(AppSettingsTest, StoredValuesLoadWithTheirMigrations) {
       {{{"cleanupLevel", "rewrite"}}, "light", "light"},      // unknown
       {{{"useDictationEngine", true}}, "false", "true"},      // off until the launch resets it
       {{{"recordingMode", "Toggle"}}, "hold", std::nullopt},  // case-sensitive
-      {{{"autoPaste", "false"}}, "true", std::nullopt},       // a string is no boolean
-      {{{"hotkey", "leftOption"}}, "rightOption", std::nullopt},
       {{{"betaUpload", 0}}, "true", "true"},
       {{{"microphoneStartupHistory", {{"data", "bm90IGpzb24="}}}}, "empty", std::nullopt},  // undecodable
   };

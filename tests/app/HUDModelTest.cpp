@@ -25,7 +25,6 @@ TEST(HUDModel, StatusToPhase) {
   const Case cases[] = {
       {DictationStatus::idle(), true, std::nullopt, ""},
       {DictationStatus::recording(), false, K::starting, "Starting microphone…"},
-      {DictationStatus::transcribing(), false, K::transcribing, "Cleaning up…"},
       {DictationStatus::message("Copied — press Ctrl+V to paste"), false, K::pasteHint,
        "Press Ctrl+V to paste"},
       {DictationStatus::message("Copied — press ⌘V to paste"), false, std::nullopt, ""},
