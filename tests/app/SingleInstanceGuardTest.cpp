@@ -121,11 +121,9 @@ TEST(LoginItem, ExecArgumentEscapes) {
   for (const auto& [raw, quoted] : cases) EXPECT_EQ(LoginItem::execArgument(raw), quoted) << raw;
 }
 
-TEST(InstanceRequest, LinesRoundTripAndStrangersAreRefused) {
-  for (auto request : {InstanceRequest::activate, InstanceRequest::talkStart, InstanceRequest::talkStop,
-                       InstanceRequest::talkToggle}) {
-    EXPECT_EQ(parseRequestLine(std::string(requestLine(request)) + "\r\n"), request);
-  }
+// The requests themselves are seen passing between the program and murvelo-cli.
+TEST(InstanceRequest, StrangersAreRefused) {
+  EXPECT_EQ(parseRequestLine("talk start\r\n"), InstanceRequest::talkStart);
   for (const char* line : {"", "talk", "talk  start", "TALK START", "talk start now", "activate\n\n"})
     EXPECT_FALSE(parseRequestLine(line)) << line;
 }

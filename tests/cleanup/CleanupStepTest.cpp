@@ -27,14 +27,6 @@ class CleanupStepTest : public ::testing::Test {
   CorrectionsDictionary dictionary_{store_};
 };
 
-TEST_F(CleanupStepTest, OffKeepsTheWordsButStillCorrects) {
-  ASSERT_TRUE(dictionary_.add("teh", "the").isOk());
-  const CleanupStep step(nullptr, dictionary_);
-  const auto cleaned = step.clean("um teh cat", CleanupLevel::none, true, false);
-  EXPECT_EQ(cleaned.text, "um the cat");
-  EXPECT_FALSE(cleaned.fallback);
-}
-
 TEST_F(CleanupStepTest, FormatLevelsUseTheEngineAndItsOutcome) {
   FakeFormat engine;
   const CleanupStep step(&engine, dictionary_);
