@@ -54,7 +54,6 @@ TEST(AppSettingsTest, MicrophoneSelectionComesFromTheOlderKeyOnlyWhenNeeded) {
   const Case cases[] = {
       {nlohmann::json::object(), MicrophoneSelection::builtIn(), "built-in"},
       {{{"preferBuiltInMicForDictation", false}}, MicrophoneSelection::systemDefault(), "system"},
-      {{{"preferBuiltInMicForDictation", true}}, MicrophoneSelection::builtIn(), "built-in"},
       {{{"dictationMicrophoneSelection", "device:usb-1"}, {"preferBuiltInMicForDictation", false}},
        MicrophoneSelection::device("usb-1"),
        "device:usb-1"},

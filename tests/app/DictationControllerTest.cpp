@@ -165,8 +165,7 @@ TEST_F(ControllerTest, CleanupGetsTheLevelAndTheSentenceStart) {
     std::optional<std::string> beforeCursor;
     bool sentenceStart;
   };
-  const Case cases[] = {{CleanupLevel::none, "", true},
-                        {CleanupLevel::light, "and then", false},
+  const Case cases[] = {{CleanupLevel::light, "and then", false},
                         {CleanupLevel::format, std::nullopt, true},
                         {CleanupLevel::none, "Done. ", true}};
   for (const auto& c : cases) {

@@ -33,7 +33,6 @@ TEST(DefaultsStoreTest, EachValueReadsBackOnlyAsItsOwnType) {
   EXPECT_FALSE(store.integer("d"));
   EXPECT_FALSE(store.string("data"));
   EXPECT_FALSE(store.data("s"));
-  EXPECT_FALSE(store.stringList("s"));
   for (const char* key : {"nullValue", "mixedList", "object", "badData"}) {
     EXPECT_FALSE(store.value(key)) << key;
     EXPECT_TRUE(store.contains(key)) << key;

@@ -57,7 +57,6 @@ TEST(TidyCorrections, EachRuleResolvesItsCorrection) {
       {"explicit-trailing-unit-correction", "Go to room 12, no wait, 14.", "Go to room 14."},
       {"explicit-labeled-number-correction", "Install version 2.1, no wait, version 2.2.",
        "Install version 2.2."},
-      {"explicit-labeled-number-correction", "On the 3rd, sorry, the 5th.", "On the 5th."},
       {"explicit-typed-correction", "Let's do Thursday, actually how about Friday is better.",
        "Let's do Friday."},
       {"explicit-name-correction", "Email Sarah, no wait, Sara Jones.", "Email Sara Jones."},
@@ -137,7 +136,6 @@ struct TextCase {
 
 TEST(TidyFillers, CommaMarkedAndBareFillers) {
   const TextCase cases[] = {
-      {"Like, I was there.", "I was there."},
       {"The, you know, the plan.", "The plan."},
       {"I went there, like, we had fun.", "I went there, we had fun."},
       // In a comma series the filler's comma separates the items.
@@ -174,7 +172,6 @@ TEST(TidyCore, WordsMarksAndCapitals) {
       {"visit example.com", "Visit example.com"},           // no mark glued to a link
       {"run `git  status` now", "Run `git  status` now."},  // spacing inside code stays
       {"so the thing is and", "So the thing is and"},       // trailing off: no full stop
-      {"see you on friday or saturday", "See you on Friday or Saturday."},
   };
   for (const auto& c : cases) {
     std::vector<FormatEdit> edits;
