@@ -110,13 +110,8 @@ TEST(SingleInstanceGuard, WaiterStartsTheProgramOnceTheProcessHasEnded) {
 
 TEST(LoginItem, ExecArgumentEscapes) {
   const std::pair<std::string, std::string> cases[] = {
-      {"/usr/bin/murvelo", "/usr/bin/murvelo"},
-      {"/a b/m", "\"/a b/m\""},
-      {"/a'b/m", "\"/a'b/m\""},
-      {"/a\"b/m", "\"/a\\\\\"b/m\""},
-      {"/a\\b/m", "\"/a\\\\\\\\b/m\""},
-      {"/a$b/m", "\"/a\\\\$b/m\""},
-      {"/100%/m", "/100%%/m"},
+      {"/usr/bin/murvelo", "/usr/bin/murvelo"}, {"/a b/m", "\"/a b/m\""},     {"/a\"b/m", "\"/a\\\\\"b/m\""},
+      {"/a\\b/m", "\"/a\\\\\\\\b/m\""},         {"/a$b/m", "\"/a\\\\$b/m\""}, {"/100%/m", "/100%%/m"},
   };
   for (const auto& [raw, quoted] : cases) EXPECT_EQ(LoginItem::execArgument(raw), quoted) << raw;
 }

@@ -101,7 +101,6 @@ TEST(TidyCorrections, InstructionsAreNotReportedSpeech) {
       {"Tell him we meet ", false},                   // an instruction: the waiver
       {"He said it. Then tell him we meet ", false},  // the report was an earlier sentence
       {"Tell him to say the exact phrase ", true},    // asks for an exact phrase
-      {"We meet ", false},
   };
   for (const auto& c : cases) EXPECT_EQ(reportedSpeechBefore(c.before), c.reported) << c.before;
 }
