@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "app/AppEnvironment.h"
-#include "app/DeviceHint.h"
 #include "base/DefaultsStore.h"
 #include "base/ManualLoop.h"
 #include "sim/SimulatedDevices.h"
@@ -25,17 +24,13 @@ class ScriptedCleaner : public TranscriptCleaner {
   mutable std::vector<std::pair<CleanupLevel, bool>> calls;
 };
 
-// A field that takes its time to answer.
-class SlowCursor : public CursorContextReader {
- public:
-  SlowCursor(MainLoop& loop, MainLoop::Duration delay) : loop_(loop), delay_(delay) {}
+// A field that takes 20 s to answer.
+struct SlowCursor : CursorContextReader {
+  explicit SlowCursor(MainLoop& loop) : loop(loop) {}
   void read(std::function<void(CursorContext)> done) override {
-    loop_.postAfter(delay_, [done] { done(CursorContext::fromText("")); });
+    loop.postAfter(20s, [done] { done(CursorContext::fromText("")); });
   }
-
- private:
-  MainLoop& loop_;
-  MainLoop::Duration delay_;
+  MainLoop& loop;
 };
 
 class ControllerTest : public ::testing::Test {
@@ -58,8 +53,6 @@ class ControllerTest : public ::testing::Test {
     controller = &app->controller();
     settings().setUseDictationEngine(true);
     controller->setTalkKeyQuery([this] { return keyHeld; });
-    controller->setStatusObserver(
-        [this](const DictationStatus& status, bool) { statuses.push_back(status); });
   }
 
   void at(std::chrono::milliseconds ms) {
@@ -86,11 +79,6 @@ class ControllerTest : public ::testing::Test {
   bool hasLog(const std::string& message) const { return logs.sink().has(message); }
   AppSettings& settings() { return app->settings(); }
   HistoryStore& history() { return app->history(); }
-  std::vector<std::string> delivered() const {
-    std::vector<std::string> out;
-    for (const auto& d : inserter.deliveries()) out.push_back(d.text);
-    return out;
-  }
 
   mutable test::ScopedLogCapture logs;
   ManualLoop loop;
@@ -104,7 +92,6 @@ class ControllerTest : public ::testing::Test {
   std::unique_ptr<AppEnvironment> app;
   DictationController* controller = nullptr;
   bool keyHeld = false;
-  std::vector<DictationStatus> statuses;
 };
 
 TEST_F(ControllerTest, ShortTapWhileAnEarlierRunWorksShowsTranscribing) {
@@ -120,33 +107,22 @@ TEST_F(ControllerTest, ShortTapWhileAnEarlierRunWorksShowsTranscribing) {
 }
 
 // The default microphone's failure: see the mic-fail scenario.
-TEST_F(ControllerTest, MicrophoneStartFailureNotices) {
-  struct Case {
-    MicrophoneSelection selection;
-    const char* notice;
-    std::chrono::milliseconds shownFor;
-  };
-  const Case cases[] = {
-      {MicrophoneSelection::device("usb-1"), "Selected microphone unavailable. Check Settings.", 6000ms},
-  };
-  for (const auto& c : cases) {
-    settings().setMicrophoneSelection(c.selection);
-    recorder.failNextStart();
-    controller->keyDown();
-    EXPECT_EQ(controller->status(), DictationStatus::message(c.notice));
-    EXPECT_TRUE(hasLog("mic start FAILED: No microphone is available."));
-    EXPECT_EQ(logs.sink().entries().back().level, LogLevel::error);
-    loop.advance(c.shownFor - 1ms);
-    EXPECT_EQ(controller->status().kind, SK::message) << c.notice;
-    loop.advance(1ms);
-    EXPECT_EQ(controller->status().kind, SK::idle) << c.notice;
-    controller->keyUp();
-    EXPECT_EQ(controller->runID(), 0);
-  }
+TEST_F(ControllerTest, SelectedMicrophoneStartFailureNotice) {
+  settings().setMicrophoneSelection(MicrophoneSelection::device("usb-1"));
+  recorder.failNextStart();
+  controller->keyDown();
+  EXPECT_EQ(controller->status(),
+            DictationStatus::message("Selected microphone unavailable. Check Settings."));
+  loop.advance(5999ms);
+  EXPECT_EQ(controller->status().kind, SK::message);
+  loop.advance(1ms);
+  EXPECT_EQ(controller->status().kind, SK::idle);
+  controller->keyUp();
+  EXPECT_EQ(controller->runID(), 0);
 }
 
 TEST_F(ControllerTest, RunResetWhileReadingTheCursorIsAbandonedBeforeInsert) {
-  SlowCursor slow(loop, 20s);
+  SlowCursor slow(loop);
   make(&slow);
   speech.scriptStream(ScriptedAnswer::says("words", 100ms));
   press(0ms);
@@ -164,11 +140,8 @@ TEST_F(ControllerTest, DeliveredTextSpacing) {
     const char* delivered;
   };
   const Case cases[] = {
-      {"Hello.", "", "Hello. "},
       {" Hello.", "word", " Hello. "},
       {"Dear Sam,\n\n", "", "Dear Sam,\n\n"},
-      {"Item\r\n", "x", " Item\r\n"},
-      {"Para\u2029", "", "Para\u2029"},
       {"Hello.", std::nullopt, "Hello. "},
       // Control characters other than tab and line breaks never reach the application.
       {std::string("He\0llo\x1b.\x7f\u0085\tx", 13), "", "Hello.\tx "},
@@ -192,8 +165,7 @@ TEST_F(ControllerTest, CleanupGetsTheLevelAndTheSentenceStart) {
     std::optional<std::string> beforeCursor;
     bool sentenceStart;
   };
-  const Case cases[] = {{CleanupLevel::none, "", true},
-                        {CleanupLevel::light, "and then", false},
+  const Case cases[] = {{CleanupLevel::light, "and then", false},
                         {CleanupLevel::format, std::nullopt, true},
                         {CleanupLevel::none, "Done. ", true}};
   for (const auto& c : cases) {
@@ -219,19 +191,8 @@ TEST_F(ControllerTest, WithoutStreamingTheFileIsTheOnlySource) {
   release(1000ms);
   finish();
   EXPECT_EQ(speech.openSessions(), 0);
-  EXPECT_EQ(controller->stageTrace(1),
-            (std::vector<std::string>{"begin", "finalize", "wav-write", "wav-transcribe", "context",
-                                      "cleanup", "insert", "done"}));
-  EXPECT_EQ(delivered(), std::vector<std::string>{"file words "});
-}
-
-TEST_F(ControllerTest, TooLittleAudioForAFileMeansNoWords) {
-  speech.scriptStream(ScriptedAnswer::says("", 10ms));
-  press(0ms);
-  release(250ms);  // 190 ms of audio after the microphone woke: no file is written
-  at(400ms);
-  EXPECT_EQ(speech.transcriptions(), 0);
-  EXPECT_EQ(controller->status(), DictationStatus::message("Didn't catch any words — try again"));
+  ASSERT_EQ(inserter.deliveries().size(), 1u);
+  EXPECT_EQ(inserter.deliveries()[0].text, "file words ");
 }
 
 TEST_F(ControllerTest, HistoryItemOfADeliveredRun) {
@@ -242,63 +203,28 @@ TEST_F(ControllerTest, HistoryItemOfADeliveredRun) {
   finish();
   ASSERT_EQ(history().items().size(), 1u);
   const auto& item = history().items().front();
-  EXPECT_EQ(item.text, "three little words");
   EXPECT_DOUBLE_EQ(*item.speechSeconds, 1.5);
   EXPECT_DOUBLE_EQ(*item.processingSeconds, 0.4);
   EXPECT_EQ(item.cleanup, "format");
   EXPECT_EQ(item.spokenWordCount, 3);
-  EXPECT_TRUE(hasLog("insert outcome=pastedAtCursor rawLen=18 finalLen=19"));
-  EXPECT_EQ(controller->lastOutcome(), TextInserter::Outcome::pastedAtCursor);
 }
 
 TEST_F(ControllerTest, MicrophoneReadinessFollowsTheFirstAudio) {
   std::vector<bool> readiness;
   controller->setStatusObserver([&](const DictationStatus&, bool ready) { readiness.push_back(ready); });
   press(0ms);
-  EXPECT_FALSE(controller->microphoneReady());
   at(60ms);
-  EXPECT_TRUE(controller->microphoneReady());
   EXPECT_EQ(readiness, (std::vector<bool>{false, true}));
 }
 
-TEST_F(ControllerTest, CaptureSettling) {
-  recorder.stopSettlesAfter = 40ms;
+// A run's settled capture records how fast the microphone started; the scenarios show the
+// captures that record nothing.
+TEST_F(ControllerTest, SettledCaptureRecordsTheStartupTime) {
   speech.scriptStream(ScriptedAnswer::says("a", 10ms));
   press(0ms);
   release(1000ms);
   at(1100ms);
-  EXPECT_TRUE(hasLog("capture settled stop=40ms"));
-  EXPECT_EQ(settings().microphoneStartupHistory(), [] {
-    InMemoryDefaultsStore scratch;
-    AppSettings expected(scratch);
-    expected.recordMicrophoneStartup("sim-built-in", 60);
-    return expected.microphoneStartupHistory();
-  }());
-
-  speech.scriptStream(ScriptedAnswer::says("b", 10ms));
-  press(2000ms);
-  release(3000ms);
-  press(3010ms);  // a newer capture starts before the stop settles
-  at(3100ms);
-  EXPECT_TRUE(hasLog("capture settled after a newer start — snapshot skipped"));
-}
-
-// Captures cancelled before the microphone woke (a short tap) or because it gave nothing (the
-// no-audio probe) leave the startup history alone.
-TEST_F(ControllerTest, CancelledCapturesTakeNoStartupSnapshot) {
-  recorder.stopSettlesAfter = 40ms;
-  press(0ms);
-  release(50ms);
-  recorder.silenceNextCapture();
-  press(1000ms);
-  at(4100ms);
-  release(4200ms);
-  finish();
-  EXPECT_TRUE(hasLog("capture settled without a run — snapshot skipped"));
-  EXPECT_EQ(settings().microphoneStartupHistory(), [] {
-    InMemoryDefaultsStore scratch;
-    return AppSettings(scratch).microphoneStartupHistory();
-  }());
+  EXPECT_EQ(settings().microphoneStartupHistory().median("sim-built-in"), 60);
 }
 
 // Whoever sees "transcribing" finds the run already counted.
@@ -312,39 +238,6 @@ TEST_F(ControllerTest, TranscribingIsShownOnlyOnceTheRunIsInFlight) {
   release(1000ms);
   finish();
   EXPECT_EQ(inflightWhenTranscribing, std::vector<std::size_t>{1});
-}
-
-// Per device and kind: see the bluetooth-hint-once scenario.
-TEST_F(ControllerTest, AnUnnamedDevicesHintShowsOnceAndIsRemembered) {
-  struct Case {
-    bool substituted;
-    const char* name;
-    const char* notice;  // none: the usual closing notice
-  };
-  const Case cases[] = {
-      {false, "unknown", "Bluetooth headphones needs a second — hold, then speak"},
-      {false, "unknown", nullptr},
-  };
-  for (const auto& c : cases) {
-    RecorderFacts facts;
-    if (c.substituted) {
-      facts.didSubstituteBuiltInMic = true;
-      facts.bypassedDeviceName = c.name;
-    } else {
-      facts.didRecordViaBluetooth = true;
-      facts.deviceName = c.name;
-    }
-    recorder.nextCaptureFacts(facts);
-    speech.scriptStream(ScriptedAnswer::says("words", 10ms));
-    controller->keyDown();
-    loop.advance(1s);
-    controller->keyUp();
-    loop.advance(10ms);
-    EXPECT_EQ(controller->status(), DictationStatus::message(c.notice ? c.notice : "Typing it out…"))
-        << c.name;
-    finish();
-  }
-  EXPECT_EQ(defaults.stringList(DeviceHint::kShownKey), (StringList{"Bluetooth headphones|bluetooth"}));
 }
 
 TEST_F(ControllerTest, DestroyedWithWorkUnderWay) {

@@ -21,7 +21,6 @@ TEST(SetupChecks, EachCheckSaysWhatIsMissingAndTheExactFix) {
   const Case cases[] = {
       {"mic still looking", checkMicrophone(std::nullopt), State::checking, ""},
       {"server without sources", checkMicrophone(MicrophoneFacts{true, 0}), State::needsAction, ""},
-      {"x11 key", checkTalkKey({SessionKind::x11, true, "Right Alt"}), State::ready, ""},
       {"x11 key unseen", checkTalkKey({SessionKind::x11, false, "Right Alt"}), State::needsAction,
        "murvelo-cli talk toggle"},
       {"console without group", checkTalkKey({SessionKind::none, false, "Right Alt"}), State::needsAction,
@@ -29,10 +28,8 @@ TEST(SetupChecks, EachCheckSaysWhatIsMissingAndTheExactFix) {
       {"wayland reading keyboards", checkTalkKey({SessionKind::wayland, true, "Right Alt"}), State::ready,
        ""},
       {"no a11y bus", checkAccessibility(std::nullopt), State::needsAction, "sudo apt install at-spi2-core"},
-      {"xtest", checkPostingKeys({SessionKind::x11, true, false}), State::ready, ""},
       {"no xtest", checkPostingKeys({SessionKind::x11, false, true}), State::needsAction, ""},
       {"uinput", checkPostingKeys({SessionKind::wayland, false, true}), State::ready, ""},
-      {"model", checkSpeechModel(std::string("base.en")), State::ready, ""},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(c.outcome.state, c.state) << c.name;
@@ -70,9 +67,6 @@ TEST(LaunchPlan, OpensTheGuideWhenTheLaunchSequenceSays) {
   const Case cases[] = {
       {"first start, all granted", {true, true, false, false, false, false, false}, {true, true, true, true}},
       {"finished and granted", {true, true, true, false, false, true, true}, {false, false, false, true}},
-      {"finished, resumed after relaunch",
-       {true, true, true, false, true, true, true},
-       {true, false, false, true}},
       {"key not yet seen but confirmed",
        {true, false, true, false, false, false, true},
        {false, true, false, true}},
@@ -81,7 +75,6 @@ TEST(LaunchPlan, OpensTheGuideWhenTheLaunchSequenceSays) {
        {true, false, false, false, false, true, true},
        {false, false, true, true}},
       {"translocated", {true, false, true, true, false, true, true}, {true, false, false, false}},
-      {"no audio server", {false, true, true, false, false, true, true}, {true, false, false, false}},
       {"key never seen", {true, false, false, false, false, false, true}, {true, false, false, false}},
   };
   for (const auto& c : cases) EXPECT_EQ(planLaunch(c.facts), c.plan) << c.name;

@@ -38,23 +38,14 @@ TEST(TalkKeyService, StartListeningPublishesAndLogsAndWarmsUpOnce) {
   EXPECT_TRUE(f.service.startListening());
   EXPECT_EQ(f.prewarms, 1);
   EXPECT_EQ(published, (std::vector<bool>{true}));
-  auto logs = capture.sink().messages();
-  EXPECT_EQ(logs[0], "startListening hotkey=rightOption inputMonitoring=false tapCreated=false");
-  EXPECT_EQ(logs[1], "talk key: not allowed");
-  EXPECT_EQ(logs[2], "startListening hotkey=rightOption inputMonitoring=true tapCreated=true");
 
-  // The key drives the controller; a changed key setting restarts on the new key.
-  f.source.press(kRightAlt);
-  f.source.release(kRightAlt);
-  EXPECT_EQ(f.target.calls, "DU");
+  // A changed key setting restarts on the new key; without a target the key does nothing.
   f.settings.setHotkey(HotkeyChoice::rightCommand);
   EXPECT_EQ(f.source.starts.back(), 126);
-  f.source.press(kRightAlt);
-  EXPECT_EQ(f.target.calls, "DU");
   f.service.setTarget(nullptr);
   f.source.press(126);
   EXPECT_TRUE(f.service.keyDown());
-  EXPECT_EQ(f.target.calls, "DU");
+  EXPECT_EQ(f.target.calls, "");
 }
 
 TEST(TalkKeyService, PauseStopsTheKeyUntilResumed) {
@@ -69,9 +60,6 @@ TEST(TalkKeyService, PauseStopsTheKeyUntilResumed) {
   f.service.resume();
   EXPECT_TRUE(f.service.listening());
   EXPECT_EQ(f.source.starts.back(), 464);
-  auto logs = capture.sink().messages();
-  EXPECT_EQ(logs[1], "hotkey paused");
-  EXPECT_EQ(logs.back(), "hotkey resumed");
   EXPECT_EQ(f.target.calls, "");
 }
 
@@ -84,10 +72,6 @@ TEST(TalkKeyService, VerificationOfAnOlderRegistrationIsSuperseded) {
   EXPECT_FALSE(f.confirmed());
   f.loop.advance(std::chrono::seconds(1));  // the scheduled verification of generation 2
   EXPECT_TRUE(f.confirmed());
-  auto logs = capture.sink().messages();
-  EXPECT_EQ(logs[1], "registerForInputMonitoring tapCreated=true armed=true inputMonitoring=true pid=4242");
-  EXPECT_EQ(logs[3], "verifyInputMonitoringLive superseded gen=1 now=2");
-  EXPECT_EQ(logs[4], "verifyInputMonitoringLive armed=true preflight=true");
 
   Fixture dead;
   dead.source.live = false;
@@ -102,16 +86,13 @@ TEST(TalkKeyService, ArmWatchdogRetriesEachSecondWithinItsBudget) {
     int refusedStarts;  // starts that fail before the permission takes effect
     bool keyHeld;
     int budget;
-    std::string lastLog;
     bool live;
-    bool revoked;
   };
   const Case cases[] = {
-      {"live at once", 0, false, 45, "armWatchdog: talk key live after ~1s", true, false},
-      {"permission after 3 s", 3, false, 45, "armWatchdog: talk key live after ~4s", true, false},
-      {"never", 1000, false, 5, "armWatchdog: never armed in 5s \u2014 treating as revoked", false, true},
-      {"key held: no restart", 1000, true, 3, "armWatchdog: never armed in 3s \u2014 treating as revoked",
-       false, true},
+      {"live at once", 0, false, 45, true},
+      {"permission after 3 s", 3, false, 45, true},
+      {"never", 1000, false, 5, false},
+      {"key held: no restart", 1000, true, 3, false},
   };
   for (const auto& c : cases) {
     test::ScopedLogCapture capture;
@@ -125,12 +106,11 @@ TEST(TalkKeyService, ArmWatchdogRetriesEachSecondWithinItsBudget) {
     do {
       f.source.refuse = f.source.starts.size() < static_cast<size_t>(c.refusedStarts);
     } while (f.loop.advanceToNextTimer());
-    EXPECT_EQ(capture.sink().messages().back(), c.lastLog) << c.name;
     EXPECT_EQ(live, c.live) << c.name;
-    EXPECT_EQ(revoked, c.revoked) << c.name;
+    EXPECT_EQ(revoked, !c.live) << c.name;
     EXPECT_EQ(f.confirmed(), c.live) << c.name;
     // Held: only the first start; otherwise one start at the beginning and one per failed cycle.
-    const size_t starts = c.keyHeld ? 1u : c.revoked ? static_cast<size_t>(c.budget) : 1u + c.refusedStarts;
+    const size_t starts = c.keyHeld ? 1u : !c.live ? static_cast<size_t>(c.budget) : 1u + c.refusedStarts;
     EXPECT_EQ(f.source.starts.size(), starts) << c.name;
   }
 }

@@ -13,8 +13,7 @@ namespace {
 struct Case {
   const char* input;  // the tidied text
   const char* expected;
-  std::vector<std::string> rules = {};  // identifiers that must appear among the edits
-  const char* raw = nullptr;            // the transcript; the input when absent
+  const char* raw = nullptr;  // the transcript; the input when absent
 };
 
 bool hasRule(const FormatResult& result, const std::string& rule) {
@@ -28,7 +27,6 @@ void expectLayout(const Case& c) {
   const FormatResult result = layout(c.input, c.raw ? c.raw : c.input, true);
   EXPECT_FALSE(result.rejection) << c.input << " -> " << result.rejection.value_or("");
   EXPECT_EQ(result.text, c.expected) << c.input;
-  for (const auto& rule : c.rules) EXPECT_TRUE(hasRule(result, rule)) << c.input << " lacks edit " << rule;
   // Whatever a layout stage did, only white space, punctuation and letter case may differ (the
   // phrase rules before layout do drop words).
   if (!hasRule(result, "parenthetical-filler") && !hasRule(result, "atomic-determiner-filler-restart") &&
@@ -41,28 +39,17 @@ void expectLayout(const Case& c) {
 TEST(FormatLayout, Cases) {
   const Case cases[] = {
       // Guards: an unfinished ending loses the full stop tidying added.
-      {"We should talk about the.",
-       "We should talk about the",
-       {"restore-unfinished-ending"},
-       "we should talk about the"},
-      {"Buy milk and.", "Buy milk and", {"restore-unfinished-ending"}, "buy milk and  "},
-      {"It was, scratch that.",
-       "It was, scratch that",
-       {"restore-unfinished-ending"},
-       "it was, scratch that"},
-      {"Buy milk and.", "Buy milk and.", {}, "buy milk and."},  // the speaker did end it
-      {"Buy milk.", "Buy milk.", {}, "buy milk"},
+      {"We should talk about the.", "We should talk about the", "we should talk about the"},
       // Phrase rules: a determiner restart collapses.
-      {"I saw the, you know, the plan.", "I saw the plan.", {"atomic-determiner-filler-restart"}},
-      {"I saw the, you know, a plan.", "I saw the, you know, a plan."},  // not the same determiner
+      {"I saw the, you know, the plan.", "I saw the plan."},
+      {"I saw the, you know, a plan.", "I saw the, you know, a plan."},          // not the same determiner
+      {"He said the, you know, the plan.", "He said the, you know, the plan."},  // reported speech
       // Phrase rules: a repeated opening phrase stands once.
-      {"For a, for a moment I froze.", "For a moment I froze.", {"repeated-open-phrase"}},
-      {"We met in the, In the lobby.", "We met in the lobby.", {"repeated-open-phrase"}},
-      {"As a, as an adult I know.", "As a, as an adult I know."},                  // not the same phrase
-      {"It fell to the, to the 3rd floor.", "It fell to the, to the 3rd floor."},  // no word follows
+      {"For a, for a moment I froze.", "For a moment I froze."},
+      {"As a, as an adult I know.", "As a, as an adult I know."},  // not the same phrase
       // PhraseRules: parenthetical filler.
-      {"It was, you know, pretty good.", "It was pretty good.", {"parenthetical-filler"}},
-      {"The food was, I mean, really good.", "The food was really good.", {"parenthetical-filler"}},
+      {"It was, you know, pretty good.", "It was pretty good."},
+      {"The food was, I mean, really good.", "The food was really good."},
       // Kept: the text before reports speech.
       {"He said, you know, it was fine.", "He said, you know, it was fine."},
       // Kept: an unfinished phrase before it.
@@ -74,186 +61,115 @@ TEST(FormatLayout, Cases) {
       // "I mean" after a modal, or before a restatement, corrects.
       {"We could, I mean, should go.", "We could, I mean, should go."},
       {"It's fine, I mean, it's not great.", "It's fine, I mean, it's not great."},
-      {"It's fine, I mean, it’s not great.", "It's fine, I mean, it’s not great."},
       // Kept: no letter after it.
       {"It is, you know, 42.", "It is, you know, 42."},
       // Kept: inside a quotation.
       {"She wrote \"it was, you know, fine\" today.", "She wrote \"it was, you know, fine\" today."},
       // EmailCommands: command stands apart from message.
-      {"Email Anna, subject lunch plans. Hi Anna, are you free on Friday?",
-       "Email Anna\nSubject: Lunch plans.\n\nHi Anna,\n\nAre you free on Friday?",
-       {"email-command-subject"}},
-      {"Email Dr. Lee subject: results. Dear Dr. Lee, the scans are back.",
-       "Email Dr. Lee\nSubject: Results.\n\nDear Dr. Lee,\n\nThe scans are back.",
-       {"email-command-subject"}},
-      {"Write to Ben. Hi Ben, the invoice is paid.",
-       "Write to Ben.\n\nHi Ben,\n\nThe invoice is paid.",
-       {"email-command-recipient"}},
-      {"Write an email to Ben. Hello Ben. The invoice is paid.",
-       "Write an email to Ben.\n\nHello Ben,\n\nThe invoice is paid.",
-       {"email-command-recipient"}},
-      {"Email anna subject lunch plans. Hi anna, are you free?",
-       "Email Anna\nSubject: Lunch plans.\n\nHi Anna,\n\nAre you free?"},
+      {"Email anna, subject lunch plans. Hi anna, are you free on Friday?",
+       "Email Anna\nSubject: Lunch plans.\n\nHi Anna,\n\nAre you free on Friday?"},
+      {"Write to Ben. Hi Ben, the invoice is paid.", "Write to Ben.\n\nHi Ben,\n\nThe invoice is paid."},
       // No message after it: nothing to set apart.
       {"Email Anna, subject lunch plans.", "Email Anna, subject lunch plans."},
       // EmailGreeting: greeting goes on its own line.
       {"Hi John, thanks for the update. See you Monday.",
-       "Hi John,\n\nThanks for the update. See you Monday.",
-       {"email-greeting", "body-capitalization"}},
-      {"Hi John. Thanks for the update.", "Hi John,\n\nThanks for the update."},
-      {"Hi John thanks for the update.", "Hi John,\n\nThanks for the update."},
+       "Hi John,\n\nThanks for the update. See you Monday."},
       {"Hi, John. Thanks.", "Hi John,\n\nThanks."},
-      {"Hi Mary Ann Smith, welcome aboard.", "Hi Mary Ann Smith,\n\nWelcome aboard."},
-      {"Dear Dr. Lee, the scans are back.", "Dear Dr. Lee,\n\nThe scans are back."},
-      {"Good morning everyone. Quick update on the launch.",
-       "Good morning everyone,\n\nQuick update on the launch."},
-      {"Hi John and Mary, the plan is set.", "Hi John and Mary,\n\nThe plan is set."},
       {"Hi mom, I'll be late tonight.", "Hi mom,\n\nI'll be late tonight."},
-      {"Hi Aunt Sarah, we arrived.", "Hi Aunt Sarah,\n\nWe arrived."},
       // A title keeps its full stop and is never the name, whatever case it was dictated in.
       {"Dear mr. smith, the parcel arrived.", "Dear Mr. Smith,\n\nThe parcel arrived."},
-      {"Hi dr jones thanks for the call.", "Hi Dr. Jones,\n\nThanks for the call."},
       // Speech recognisers write names in lower case; the name is capitalised.
-      {"Hi john, thanks for the update.", "Hi John,\n\nThanks for the update."},
       {"Hi john thanks for the update.", "Hi John,\n\nThanks for the update."},
       // EmailGreeting: greeting without name.
       // "Thanks" is never a name: a greeting without one.
-      {"Hi, thanks for coming.", "Hi,\n\nThanks for coming."},
       {"Hi thanks for coming.", "Hi,\n\nThanks for coming."},
-      {"Good morning, I wanted to check in.", "Good morning,\n\nI wanted to check in."},
       // EmailGreeting: greeting only.
-      {"Hi John.", "Hi John,", {"email-greeting-only"}},
-      {"Hello team!", "Hello team,", {"email-greeting-only"}},
+      {"Hi John.", "Hi John,"},
       // EmailGreeting: not a greeting.
-      {"Hey look at this.", "Hey look at this."},
       {"Morning meeting is at ten.", "Morning meeting is at ten."},
       {"Hi John or Mary will call.", "Hi John or Mary will call."},
       // A family word followed by a weekday is not followed by a name.
       {"Hi Mom Monday works.", "Hi Mom Monday works."},
-      {"Hello? Is anyone there?", "Hello? Is anyone there?"},
       // A note to oneself gets no e-mail layout at all.
       {"Quick note, call the bank. Take care.", "Quick note, call the bank. Take care."},
       // EmailGreeting: introductory condition comma.
       {"Hi Sam, if the parcel is not here by Friday please call the shop.",
-       "Hi Sam,\n\nIf the parcel is not here by Friday, please call the shop.",
-       {"email-introductory-condition-comma"}},
-      {"Hi Sam. The parcel is late. If it is not here before 5 pm send a note.",
-       "Hi Sam,\n\nThe parcel is late. If it is not here before 5 pm, send a note."},
+       "Hi Sam,\n\nIf the parcel is not here by Friday, please call the shop."},
       // Not an imperative after the time: no comma.
       {"Hi Sam, if it rains by Friday we stay home.", "Hi Sam,\n\nIf it rains by Friday we stay home."},
       // Outside a message body: no comma.
       {"If it is not here by Friday call the shop.", "If it is not here by Friday call the shop."},
       // EmailClosing: courtesy closings.
       {"Thanks for the help. Have a great weekend, guys!",
-       "Thanks for the help.\n\nHave a great weekend, guys!",
-       {"email-courtesy-paragraph"}},
-      {"The files are attached. Okay, talk to you tomorrow.",
-       "The files are attached.\n\nOkay, talk to you tomorrow."},
+       "Thanks for the help.\n\nHave a great weekend, guys!"},
       // Run into the last sentence with a comma: the sentence is closed and the closing set off.
-      {"Let me know if it works, take care.",
-       "Let me know if it works.\n\nTake care.",
-       {"email-bounded-closing", "email-courtesy-paragraph"}},
+      {"Let me know if it works, take care.", "Let me know if it works.\n\nTake care."},
       // A closing alone is left as it is.
       {"Take care.", "Take care."},
       // Not at the end: not a closing.
       {"Take care of the dog. It needs food.", "Take care of the dog. It needs food."},
       // EmailClosing: courtesy closing with signature.
       {"Hi Anna, the report is attached. Talk soon. Ben",
-       "Hi Anna,\n\nThe report is attached.\n\nTalk soon,\nBen",
-       {"email-courtesy-paragraph", "email-courtesy-signature"}},
-      {"The report is attached. Take care, Ben Smith.", "The report is attached.\n\nTake care,\nBen Smith"},
+       "Hi Anna,\n\nThe report is attached.\n\nTalk soon,\nBen"},
       {"The report is attached. Take care! J.R. Smith", "The report is attached.\n\nTake care!\nJ.R. Smith"},
       {"The report is attached. Cheers, mate. Anna K.", "The report is attached. Cheers, mate. Anna K."},
       // EmailClosing: closing block.
-      {"Hi Anna, the draft is ready. Thanks, Ben.",
-       "Hi Anna,\n\nThe draft is ready.\n\nThanks,\nBen",
-       {"email-closing-block", "email-signature"}},
-      {"The draft is ready. Best regards. Ben Okafor", "The draft is ready.\n\nBest regards,\nBen Okafor"},
-      {"The draft is ready. Kind regards Ben", "The draft is ready.\n\nKind regards,\nBen"},
+      {"Hi Anna, the draft is ready. Thanks, Ben.", "Hi Anna,\n\nThe draft is ready.\n\nThanks,\nBen"},
       {"The draft is ready, thanks, Ben.", "The draft is ready.\n\nThanks,\nBen"},
       // EmailClosing: lower case signature in a message.
-      {"Hi team, the build is green. Thanks, marco.",
-       "Hi team,\n\nThe build is green.\n\nThanks,\nMarco",
-       {"email-signature"}},
+      {"Hi team, the build is green. Thanks, marco.", "Hi team,\n\nThe build is green.\n\nThanks,\nMarco"},
       // Everyday words after a sign-off are no names.
       {"Hi team, the build is green. Thanks, everyone.", "Hi team,\n\nThe build is green. Thanks, everyone."},
       // Without a greeting a lower-case word is not taken for a name.
       {"The build is green. Thanks, marco.", "The build is green. Thanks, marco."},
       // EmailClosing: sign off words are never names.
-      {"Hi Bo, all set. Love.", "Hi Bo,\n\nAll set. Love."},
-      {"Hi Bo, all set. Thanks, Cheers.", "Hi Bo,\n\nAll set. Thanks, Cheers."},
       {"Hi Bo, see you. Thanks, Monday.", "Hi Bo,\n\nSee you. Thanks, Monday."},
       // EmailClosing: final name signature.
-      {"Hi team, the build is green. Marco.",
-       "Hi team,\n\nThe build is green.\nMarco",
-       {"email-final-name-signature"}},
-      {"Hi team, the build is green. Anna Lee", "Hi team,\n\nThe build is green.\nAnna Lee"},
+      {"Hi team, the build is green. Marco.", "Hi team,\n\nThe build is green.\nMarco"},
       // Not a message: a lone name stays in the sentence flow.
       {"I met him at noon. Marco.", "I met him at noon. Marco."},
       {"Hi team, we meet on. Friday.", "Hi team,\n\nWe meet on. Friday."},
-      // Email: whole messages.
-      {"Hi Priya, thanks for sending the slides. I added two charts. If you need anything by Monday please "
-       "call me. Have a good weekend. Tom",
-       "Hi Priya,\n\nThanks for sending the slides. I added two charts. If you need anything by Monday, "
-       "please "
-       "call me.\n\nHave a good weekend,\nTom"},
-      {"Hello everyone, the office is closed tomorrow. Thanks, Facilities Team",
-       "Hello everyone,\n\nThe office is closed tomorrow.\n\nThanks,\nFacilities Team"},
+      // Email: whole messages, from the transcript.
+      {"Hi Anna, thanks. Separately, the car is fixed. Talk soon. Ben",
+       "Hi Anna,\n\nThanks.\n\nSeparately, the car is fixed.\n\nTalk soon,\nBen",
+       "hi anna thanks separately the car is fixed talk soon ben"},
       // Email: paragraph separators normalised.
       {"First part.  \n \n\n  Second part.", "First part.\n\nSecond part."},
       {"One line.\nNext line.", "One line.\nNext line."},
       // Destination: contrast gains comma.
-      {"Please send the invoice to Anna not Ben.",
-       "Please send the invoice to Anna, not Ben.",
-       {"destination-contrast-comma"}},
-      {"Give the keys to Mr. Hill not to Mrs. Hill.", "Give the keys to Mr. Hill, not to Mrs. Hill."},
-      {"Send it to Anna, not Ben.", "Send it to Anna, not Ben."},
+      {"Please send the invoice to Anna not Ben.", "Please send the invoice to Anna, not Ben."},
       {"Take it to the store not knowing why.", "Take it to the store not knowing why."},
       {"I went to Anna not Ben.", "I went to Anna not Ben."},
       // Lists: spoken number markers.
       {"I need three things. Number one, buy milk. Number two, call mom. Number three, pay rent.",
-       "I need three things.\nNumber one, buy milk.\nNumber two, call mom.\nNumber three, pay rent.",
-       {"spoken-number-list"}},
+       "I need three things.\nNumber one, buy milk.\nNumber two, call mom.\nNumber three, pay rent."},
       {"Number one, milk, and number two, eggs.", "Number one, milk,\nand number two, eggs."},
       {"1st, check the oil. 2nd, check the tyres. 3rd, fill up.",
        "1st, check the oil.\n2nd, check the tyres.\n3rd, fill up."},
-      {"Number one: what is the budget? Number two: who signs it?",
-       "Number one: what is the budget?\nNumber two: who signs it?"},
       // One marker, or markers that do not count up from one, are no list.
       {"Number two, call Sam.", "Number two, call Sam."},
-      {"He came in 1st. Then 3rd. Nice.", "He came in 1st. Then 3rd. Nice."},
       // A marker asked as a question is no marker.
       {"Is it number one? Is it number two? I forget.", "Is it number one? Is it number two? I forget."},
       // Lists: after the last item.
       {"Number one, milk. Number two, eggs. I will go tomorrow.",
-       "Number one, milk.\nNumber two, eggs.\n\nI will go tomorrow.",
-       {"paragraph-after-list"}},
+       "Number one, milk.\nNumber two, eggs.\n\nI will go tomorrow."},
       {"Number one, milk. Number two, eggs. These are for Sunday.",
-       "Number one, milk.\nNumber two, eggs.\n\nThese are for Sunday.",
-       {"list-summary-break"}},
+       "Number one, milk.\nNumber two, eggs.\n\nThese are for Sunday."},
       // A sentence that carries the item on stays with it.
       {"Number one, milk. Number two, eggs. Then go home.",
        "Number one, milk.\nNumber two, eggs. Then go home."},
-      {"Number one, milk. Number two, eggs. They must be fresh. Bye.",
-       "Number one, milk.\nNumber two, eggs. They must be fresh.\n\nBye."},
       // Lists: spoken colon and semicolon.
       {"Three things colon buy milk. Call mom. Pay rent.",
-       "Three things colon\nbuy milk.\nCall mom.\nPay rent.",
-       {"spoken-number-list"}},
-      {"Two tasks for today colon milk and eggs.", "Two tasks for today colon\nmilk and eggs."},
+       "Three things colon\nbuy milk.\nCall mom.\nPay rent."},
       {"Pack the bags semicolon book the taxi semicolon lock the door.",
-       "Pack the bags semicolon\nbook the taxi semicolon\nlock the door.",
-       {"explicit-spoken-semicolon-list"}},
-      {"Three things: pack semicolon book semicolon lock.",
-       "Three things:\npack semicolon\nbook semicolon\nlock."},
+       "Pack the bags semicolon\nbook the taxi semicolon\nlock the door."},
       // The word itself, not a separator.
       {"The word semicolon is tricky semicolon right.", "The word semicolon is tricky semicolon right."},
       // Not at the start, or no count: no spoken-colon announcement.
       {"I said three things colon fine.", "I said three things colon fine."},
       // Lists: counted and lettered.
       {"There are three steps: A, open the box, B, plug it in, and C, press start.",
-       "There are three steps:\nA, open the box,\nB, plug it in,\nand C, press start.",
-       {"list-summary-break"}},
+       "There are three steps:\nA, open the box,\nB, plug it in,\nand C, press start."},
       {"Six items. A, one. B, two. C, three. D, four. E, five. F, six. G, seven.",
        "Six items.\nA, one.\nB, two.\nC, three.\nD, four.\nE, five.\nF, six.\n\nG, seven."},
       {"I have two questions. What time is the call? Who is joining? Let me know.",
@@ -271,16 +187,12 @@ TEST(FormatLayout, Cases) {
       {"Make a three item checklist. First, pack. Second, lock up. Finally, leave.",
        "Make a three item checklist.\nFirst, pack.\nSecond, lock up.\nFinally, leave."},
       {"First, call the bank. Second, email Sam. And lastly, book flights. These are urgent.",
-       "First, call the bank.\nSecond, email Sam.\nAnd lastly, book flights.\n\nThese are urgent.",
-       {"paragraph-after-list"}},
-      {"We have a five step list. Firstly, we hire. Another, we train. Next, we ship.",
-       "We have a five step list.\nFirstly, we hire.\nAnother, we train.\nNext, we ship."},
+       "First, call the bank.\nSecond, email Sam.\nAnd lastly, book flights.\n\nThese are urgent."},
       // Lead words without an announcement or a first/second enumeration stay in the prose.
       {"Next, we ship. Finally, we rest.", "Next, we ship. Finally, we rest."},
       // Lists: ordinal topics.
       {"The first thing is the budget. The second thing is hiring. Let me know what you think.",
-       "The first thing is the budget.\nThe second thing is hiring.\n\nLet me know what you think.",
-       {"ordinal-topic-list", "paragraph-after-list"}},
+       "The first thing is the budget.\nThe second thing is hiring.\n\nLet me know what you think."},
       {"The first one was late. We waited. And then the second one will be early.",
        "The first one was late. We waited.\nAnd then the second one will be early."},
       {"The first thing is the budget.", "The first thing is the budget."},
@@ -290,26 +202,15 @@ TEST(FormatLayout, Cases) {
       {"Number one, milk. Number two, eggs (fresh).", "Number one, milk.\nNumber two, eggs (fresh)."},
       // Lists: dictated marks separate like the words; a written mark the speaker did not dictate, or
       // the word named as a word, separates nothing.
-      {"Pack the bags; book the taxi; lock the door.",
-       "Pack the bags;\nbook the taxi;\nlock the door.",
-       {},
+      {"Pack the bags; book the taxi; lock the door.", "Pack the bags;\nbook the taxi;\nlock the door.",
        "pack the bags semicolon book the taxi semicolon lock the door"},
-      {"Three things: milk and eggs.",
-       "Three things:\nmilk and eggs.",
-       {},
-       "three things colon milk and eggs"},
-      {"Pack the bags; book the taxi.", "Pack the bags; book the taxi.", {}, "pack the bags; book the taxi"},
-      {"Three things: milk and eggs.", "Three things: milk and eggs.", {}, "three things: milk and eggs"},
-      {"Note the word; here; and the term; there.",
-       "Note the word; here; and the term; there.",
-       {},
+      {"Three things: milk and eggs.", "Three things:\nmilk and eggs.", "three things colon milk and eggs"},
+      {"Pack the bags; book the taxi.", "Pack the bags; book the taxi.", "pack the bags; book the taxi"},
+      {"Note the word; here; and the term; there.", "Note the word; here; and the term; there.",
        "note the word semicolon here semicolon and the term semicolon there"},
       // Topics: an explicit topic break.
       {"The budget is done. Separately, we need a printer.",
-       "The budget is done.\n\nSeparately, we need a printer.",
-       {"explicit-topic-break"}},
-      {"All good. On a different note, lunch is at one. As for Ben, he is out.",
-       "All good.\n\nOn a different note, lunch is at one.\n\nAs for Ben, he is out."},
+       "The budget is done.\n\nSeparately, we need a printer."},
       {"We can do that separately, I think.", "We can do that separately, I think."},
       {"Separately, we left.", "Separately, we left."},
       // Inside a quotation: untouched.
@@ -326,8 +227,8 @@ TEST(FormatLayoutGuards, TrippedGuardReturnsRawWithoutEdits) {
   };
   const GuardCase cases[] = {
       {"Is it done.", "is it done?", "tidy-dropped-question-mark"},
-      {"Run `git status` now.", "run `git  status` now", "tidy-changed-protected-literal"},
       {"Call me. If you can. Then go.", "call me. if you can. then go", "ambiguous-tidy-conditional-join"},
+      {"", "", "layout-empty"},
   };
   for (const auto& c : cases) {
     const FormatResult result = layout(c.tidied, c.raw, true);
@@ -335,32 +236,6 @@ TEST(FormatLayoutGuards, TrippedGuardReturnsRawWithoutEdits) {
     EXPECT_EQ(result.text, c.raw);
     EXPECT_TRUE(result.edits.empty());
   }
-}
-
-// Reported speech keeps the words as spoken.
-TEST(FormatLayoutPhraseRules, ReportedRestartIsKept) {
-  const FormatResult reported =
-      layout("He said the, you know, the plan.", "He said the, you know, the plan.", true);
-  EXPECT_FALSE(hasRule(reported, "atomic-determiner-filler-restart"));
-}
-
-TEST(FormatLayoutPhraseRules, RunWithoutLayoutToo) {
-  const FormatResult result = layout("It was, you know, good. Separately, fine.", "x", false);
-  EXPECT_FALSE(result.rejection);
-  EXPECT_EQ(result.text, "It was good. Separately, fine.");
-}
-
-TEST(FormatLayoutResult, OnlyWhiteSpaceAndPunctuationMove) {
-  const FormatResult result = layout("Hi Anna, thanks. Separately, the car is fixed. Talk soon. Ben",
-                                     "hi anna thanks separately the car is fixed talk soon ben", true);
-  EXPECT_FALSE(result.rejection);
-  EXPECT_EQ(result.text, "Hi Anna,\n\nThanks.\n\nSeparately, the car is fixed.\n\nTalk soon,\nBen");
-}
-
-TEST(FormatLayoutResult, EmptyTextStaysEmpty) {
-  const FormatResult result = layout("", "", true);
-  EXPECT_EQ(result.text, "");
-  EXPECT_EQ(result.rejection, std::optional<std::string>("layout-empty"));
 }
 
 std::string words(int count) {
@@ -376,7 +251,7 @@ TEST(FormatLayoutTopics, FinalTopicBreakNeedsLengthAndParagraph) {
       "We met. " + words(30) + "end.\n\nSeparately, " + words(30) + "end.\n\nFinally, we left.";
   const std::string shortText = "We met. Separately, we ate. Finally, we left.";
   const std::string noParagraph = "We met. " + words(70) + "end. Finally, we left.";
-  for (const Case& c : {Case{longText.c_str(), expectedLong.c_str(), {"final-topic-break"}},
+  for (const Case& c : {Case{longText.c_str(), expectedLong.c_str()},
                         Case{shortText.c_str(), "We met.\n\nSeparately, we ate. Finally, we left."},
                         Case{noParagraph.c_str(), noParagraph.c_str()}})
     expectLayout(c);

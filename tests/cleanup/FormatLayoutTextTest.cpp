@@ -40,14 +40,5 @@ TEST(FormatLayoutText, BreaksFollowTheirTokens) {
   EXPECT_FALSE(text.breakBefore(text.tokens()[index].location, BreakKind::line, "test"));
 }
 
-TEST(FormatLayoutText, SentencesSkipTitlesAndInitials) {
-  const auto sentences = sentencesOf(fromUtf8("Call Dr. Hill. J.R. Smith said so! Fine.\nNext line"));
-  std::vector<std::string> texts;
-  const icu::UnicodeString text = fromUtf8("Call Dr. Hill. J.R. Smith said so! Fine.\nNext line");
-  for (const auto range : sentences)
-    texts.push_back(toUtf8(icu::UnicodeString(text, range.location, range.length)));
-  EXPECT_EQ(texts, (std::vector<std::string>{"Call Dr. Hill.", "J.R. Smith said so!", "Fine.", "Next line"}));
-}
-
 }  // namespace
 }  // namespace murvelo::cleanup::layout

@@ -189,15 +189,14 @@ bool FileDefaultsStore::Signature::operator==(const Signature& other) const {
          modified.tv_sec == other.modified.tv_sec && modified.tv_nsec == other.modified.tv_nsec;
 }
 
-FileDefaultsStore::FileDefaultsStore(std::filesystem::path file, Options options)
-    : file_(std::move(file)), options_(std::move(options)) {}
+FileDefaultsStore::FileDefaultsStore(std::filesystem::path file) : file_(std::move(file)) {}
 
 FileDefaultsStore::~FileDefaultsStore() {
   if (lockFd_ >= 0) ::close(lockFd_);
 }
 
-std::unique_ptr<FileDefaultsStore> FileDefaultsStore::open(std::filesystem::path file, Options options) {
-  auto store = std::unique_ptr<FileDefaultsStore>(new FileDefaultsStore(std::move(file), std::move(options)));
+std::unique_ptr<FileDefaultsStore> FileDefaultsStore::open(std::filesystem::path file) {
+  auto store = std::unique_ptr<FileDefaultsStore>(new FileDefaultsStore(std::move(file)));
   std::lock_guard lock(store->storeMutex());
   std::string contents;
   std::string error;
@@ -350,9 +349,6 @@ Status FileDefaultsStore::persist(const nlohmann::json& document) {
     Status failed = Status::error("cannot write " + temp + ": " + status.message());
     kLog.error(failed.message());
     return failed;
-  }
-  if (options_.beforeRename && !options_.beforeRename()) {
-    return Status::error("write abandoned before rename");
   }
   if (::rename(temp.c_str(), file_.c_str()) != 0) {
     int renameError = errno;

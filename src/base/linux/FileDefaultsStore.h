@@ -3,7 +3,6 @@
 #include <sys/types.h>
 
 #include <filesystem>
-#include <functional>
 #include <memory>
 
 #include "base/DefaultsStore.h"
@@ -21,17 +20,11 @@ namespace murvelo {
 // A folder without write permission for its owner is left as it is and writes fail.
 class FileDefaultsStore : public DefaultsStore {
  public:
-  struct Options {
-    // Called after the temp file is written and before the rename; returning false abandons the
-    // write there, as a crash would. For tests.
-    std::function<bool()> beforeRename;
-  };
-
   // Larger documents and deeper nesting are not ours: they count as corrupt.
   static constexpr std::size_t kMaxFileBytes = 64u << 20;
   static constexpr int kMaxDepth = 64;
 
-  static std::unique_ptr<FileDefaultsStore> open(std::filesystem::path file, Options options = {});
+  static std::unique_ptr<FileDefaultsStore> open(std::filesystem::path file);
   ~FileDefaultsStore() override;
 
   const std::filesystem::path& file() const { return file_; }
@@ -57,7 +50,7 @@ class FileDefaultsStore : public DefaultsStore {
   void endWrite() override;
 
  private:
-  FileDefaultsStore(std::filesystem::path file, Options options);
+  explicit FileDefaultsStore(std::filesystem::path file);
 
   enum class Load { unchanged, loaded, corrupt };
   // Reads and parses the file when its signature differs from the one last seen. A corrupt file
@@ -67,7 +60,6 @@ class FileDefaultsStore : public DefaultsStore {
   void removeStaleTempFiles();
 
   std::filesystem::path file_;
-  Options options_;
   Status openStatus_ = Status::ok();
   std::filesystem::path movedAside_;
   Signature seen_;
