@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "speech/Recognizer.h"
@@ -32,9 +33,19 @@ class PocketSphinxRecognizer : public Recognizer {
   Result<std::unique_ptr<RecognitionSession>, std::string> makeSession(Mode mode,
                                                                        ResultHandler onResult) override;
 
+  // Forgets what the streaming sessions learned about the microphone's sound, so the next one
+  // measures it afresh.
+  void inputChanged() override;
+  // A streaming session has taught the recogniser the microphone's sound: the next one starts
+  // decoding at once instead of holding its first seconds back.
+  bool knowsMicrophone();
+
   // Decoders are costly to make (the model is loaded into each), so finished ones are kept.
   ps_decoder_s* acquireDecoder();
   void releaseDecoder(ps_decoder_s* decoder);
+  // The mean cepstrum the last streaming sessions measured, if any.
+  std::optional<std::vector<float>> microphoneMean();
+  void learnMicrophone(std::vector<float> mean);
 
  private:
   ps_decoder_s* makeDecoder();
@@ -43,6 +54,7 @@ class PocketSphinxRecognizer : public Recognizer {
   std::mutex mutex_;
   bool ready_ = false;
   std::vector<ps_decoder_s*> idle_;
+  std::optional<std::vector<float>> microphoneMean_;
 };
 
 }  // namespace murvelo
