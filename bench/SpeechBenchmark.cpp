@@ -1,9 +1,10 @@
 // Key-up → text for dictations of 2, 5, 10 and 30 s: whisper (base.en architecture) streaming
-// and file path, pocketsphinx streaming (and its first dictation after start at 2 and 5 s); and the word error rate of pocketsphinx on the recorded
-// test clips, streamed and from the file, side by side (--accuracy-only skips the timings). Speech is
-// recorded LibriVox speech (Debian's pocketsphinx-testdata), played at the pace of a microphone. Whisper runs
-// a model with synthetic weights unless $MURVELO_WHISPER_MODEL names a real one: its words are nonsense, its
-// work per second of audio is the real model's.
+// and file path, pocketsphinx streaming (and its first dictation after start at 2 and 5 s); and the word
+// error rate of pocketsphinx on the recorded test clips, streamed and from the file, side by side
+// (--accuracy-only skips the timings). Speech is recorded LibriVox speech (Debian's pocketsphinx-testdata),
+// played at the pace of a microphone. Whisper runs a model with synthetic weights unless
+// $MURVELO_WHISPER_MODEL names a real one: its words are nonsense, its work per second of audio is the real
+// model's.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -219,13 +220,14 @@ int main(int argc, char** argv) {
   // One recogniser hears every clip in turn, as a user dictates one sentence after another.
   auto dictating = std::make_shared<PocketSphinxRecognizer>();
   for (const auto& clip : recorded)
-    if (auto samples = readAudioFile(clip.file, 48000); samples.ok()) streamUntimed(*dictating, samples.value());
+    if (auto samples = readAudioFile(clip.file, 48000); samples.ok())
+      streamUntimed(*dictating, samples.value());
   for (const auto& clip : recorded) {
     auto samples = readAudioFile(clip.file, 48000);
     if (!samples.ok()) continue;
     PocketSphinxRecognizer fresh;
-    std::string streamed = streamUntimed(*dictating, samples.value()), first = streamUntimed(fresh, samples.value()),
-                filed;
+    std::string streamed = streamUntimed(*dictating, samples.value()),
+                first = streamUntimed(fresh, samples.value()), filed;
     fileOnce(sphinxEngine, loop, clip.file, &filed);
     auto s = WER::score(clip.transcript, streamed), f = WER::score(clip.transcript, filed),
          n = WER::score(clip.transcript, first);

@@ -347,6 +347,19 @@ TEST_F(ControllerTest, AnUnnamedDevicesHintShowsOnceAndIsRemembered) {
   EXPECT_EQ(defaults.stringList(DeviceHint::kShownKey), (StringList{"Bluetooth headphones|bluetooth"}));
 }
 
+TEST_F(ControllerTest, TheRecogniserHearsOfEveryChangeOfMicrophone) {
+  for (const char* device : {"usb", "usb", "headset", "headset", "usb"}) {
+    RecorderFacts facts;
+    facts.deviceID = device;
+    recorder.nextCaptureFacts(facts);
+    controller->keyDown();
+    loop.advance(1s);
+    controller->keyUp();
+    finish();
+  }
+  EXPECT_EQ(speech.inputChanges(), 2);
+}
+
 TEST_F(ControllerTest, DestroyedWithWorkUnderWay) {
   speech.scriptStream(ScriptedAnswer::says("later", 2s));
   press(0ms);

@@ -2,6 +2,7 @@
 
 #include <err.h>
 #include <pocketsphinx.h>
+#include <sphinxbase/cmn.h>
 #include <sphinxbase/fe.h>
 #include <sphinxbase/feat.h>
 
@@ -45,7 +46,9 @@ class PocketSphinxSession : public RecognitionSession {
                       Recognizer::ResultHandler onResult)
       : owner_(owner), decoder_(decoder), mode_(mode), onResult_(std::move(onResult)) {
     if (mode_ == Recognizer::Mode::file) return;
-    if (auto known = owner_.microphoneMean()) {
+    auto [known, microphone] = owner_.microphoneMean();
+    microphone_ = microphone;
+    if (known) {
       mean_ = std::move(*known);
       holding_ = false;
     }
@@ -100,7 +103,7 @@ class PocketSphinxSession : public RecognitionSession {
       cmn_live_get(ps_get_feat(decoder_)->cmn_struct, mean_.data());
     }
     if (mode_ == Recognizer::Mode::streaming && fed_ >= kLearnFromSamples && !mean_.empty())
-      owner_.learnMicrophone(mean_);
+      owner_.learnMicrophone(mean_, microphone_);
     int32 score = 0;
     const char* hypothesis = ps_get_hyp(decoder_, &score);
     if (hypothesis && *hypothesis) onResult_(hypothesis);
@@ -117,10 +120,16 @@ class PocketSphinxSession : public RecognitionSession {
     }
     // Live, the library takes a microphone's buffers: a long stretch in one call after a
     // whole-recording analysis on the same decoder overruns its live normalisation.
+    cmn_t* cmn = ps_get_feat(decoder_)->cmn_struct;
     for (std::size_t at = 0; at < pcm.size(); at += kLiveChunk) {
       std::size_t count = std::min(kLiveChunk, pcm.size() - at);
       if (ps_process_raw(decoder_, pcm.data() + at, count, FALSE, FALSE) < 0)
         return Status::error("pocketsphinx could not process audio");
+      // The library moves its estimate only every few seconds; following the running mean
+      // frame by frame brought the live words within a word of the whole recording's.
+      if (cmn->nframe > 0)
+        for (int c = 0; c < cmn->veclen; ++c)
+          cmn->cmn_mean[c] = cmn->sum[c] / static_cast<mfcc_t>(cmn->nframe);
     }
     return Status::ok();
   }
@@ -167,6 +176,7 @@ class PocketSphinxSession : public RecognitionSession {
   bool holding_ = true;  // audio waits in `pending_` until the normalisation can be estimated
   std::vector<float> pending_;
   std::size_t fed_ = 0;
+  int microphone_ = 0;
   std::vector<mfcc_t> mean_;  // where the live normalisation starts; empty: the model's stock estimate
 };
 
@@ -231,19 +241,20 @@ ps_decoder_t* PocketSphinxRecognizer::acquireDecoder() {
   return makeDecoder();
 }
 
-std::optional<std::vector<float>> PocketSphinxRecognizer::microphoneMean() {
+std::pair<std::optional<std::vector<float>>, int> PocketSphinxRecognizer::microphoneMean() {
   std::lock_guard lock(mutex_);
-  return microphoneMean_;
+  return {microphoneMean_, microphone_};
 }
 
-void PocketSphinxRecognizer::learnMicrophone(std::vector<float> mean) {
+void PocketSphinxRecognizer::learnMicrophone(std::vector<float> mean, int microphone) {
   std::lock_guard lock(mutex_);
-  microphoneMean_ = std::move(mean);
+  if (microphone == microphone_) microphoneMean_ = std::move(mean);
 }
 
 void PocketSphinxRecognizer::inputChanged() {
   std::lock_guard lock(mutex_);
   microphoneMean_.reset();
+  ++microphone_;
 }
 
 bool PocketSphinxRecognizer::knowsMicrophone() {

@@ -43,9 +43,10 @@ class PocketSphinxRecognizer : public Recognizer {
   // Decoders are costly to make (the model is loaded into each), so finished ones are kept.
   ps_decoder_s* acquireDecoder();
   void releaseDecoder(ps_decoder_s* decoder);
-  // The mean cepstrum the last streaming sessions measured, if any.
-  std::optional<std::vector<float>> microphoneMean();
-  void learnMicrophone(std::vector<float> mean);
+  // The mean cepstrum the last streaming sessions measured, if any, and the microphone's number:
+  // a session that began on an earlier microphone teaches nothing.
+  std::pair<std::optional<std::vector<float>>, int> microphoneMean();
+  void learnMicrophone(std::vector<float> mean, int microphone);
 
  private:
   ps_decoder_s* makeDecoder();
@@ -55,6 +56,7 @@ class PocketSphinxRecognizer : public Recognizer {
   bool ready_ = false;
   std::vector<ps_decoder_s*> idle_;
   std::optional<std::vector<float>> microphoneMean_;
+  int microphone_ = 0;
 };
 
 }  // namespace murvelo
