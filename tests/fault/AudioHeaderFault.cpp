@@ -40,7 +40,7 @@ const std::uint32_t kHostile[] = {0,      1,      2,          3,           6,   
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto options = murvelo::fault::parse(argc, argv, {.seconds = 10, .rounds = 100000, .extra = {}});
+  const auto options = murvelo::fault::parse(argc, argv, {.seconds = 10, .rounds = 100000});
   std::mt19937 random(options.seed);
   const std::filesystem::path dir = murvelo::fault::scratchFolder("audio");
   if (dir.empty()) return 2;
@@ -51,8 +51,7 @@ int main(int argc, char** argv) {
   long done = 0, accepted = 0;
   int failures = 0;
   double slowest = 0;
-  for (long round = 0; round < options.rounds && failures == 0; ++round) {
-    if (!clock.timeLeft()) break;
+  for (long round = 0; round < options.rounds && failures == 0 && clock.timeLeft(); ++round) {
     std::string wav = base;
     const int changes = 1 + static_cast<int>(random() % 3);
     for (int k = 0; k < changes; ++k) {

@@ -82,8 +82,7 @@ int loadInChild(const std::filesystem::path& file) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto options = fault::parse(argc, argv, {.seconds = 10, .rounds = 2000, .extra = {{"loads", 3}}});
-  const long loads = options.extra.at("loads");
+  const auto options = fault::parse(argc, argv, {.seconds = 10, .rounds = 2000, .loads = 3});
   std::mt19937 random(options.seed);
   const std::filesystem::path dir = fault::scratchFolder("model");
   if (dir.empty()) return 2;
@@ -98,8 +97,7 @@ int main(int argc, char** argv) {
   long done = 0, accepted = 0, loaded = 0;
   int failures = 0;
   double slowest = 0;
-  for (long round = 0; round < options.rounds && failures == 0; ++round) {
-    if (!clock.timeLeft()) break;
+  for (long round = 0; round < options.rounds && failures == 0 && clock.timeLeft(); ++round) {
     // One to three fields changed at once.
     std::vector<std::pair<off_t, std::int32_t>> saved;
     const int changes = 1 + static_cast<int>(random() % 3);
@@ -115,7 +113,7 @@ int main(int argc, char** argv) {
     slowest = std::max(slowest, took);
     if (took > 1.0) failures += murvelo::fault::fail("round %ld: the check took %.1f s\n", round, took);
     accepted += info.ok();
-    if (info.ok() && loaded < loads) {
+    if (info.ok() && loaded < options.loads) {
       ++loaded;
       if (const int status = loadInChild(model); WIFSIGNALED(status))
         failures += murvelo::fault::fail(

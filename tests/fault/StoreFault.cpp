@@ -68,7 +68,7 @@ std::vector<std::string> readLines(int fd) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto options = murvelo::fault::parse(argc, argv, {.seconds = 10, .rounds = 300, .extra = {}});
+  const auto options = murvelo::fault::parse(argc, argv, {.seconds = 10, .rounds = 300});
   std::mt19937 random(options.seed);
   const std::filesystem::path dir = murvelo::fault::scratchFolder("store");
   if (dir.empty()) return 2;
@@ -79,8 +79,7 @@ int main(int argc, char** argv) {
   int failures = 0;
   std::set<std::string> words;      // every correction ever reported saved
   std::set<std::string> histories;  // history entries reported added by writers that were not killed
-  for (long round = 0; round < options.rounds; ++round) {
-    if (!clock.timeLeft()) break;
+  for (long round = 0; round < options.rounds && failures == 0 && clock.timeLeft(); ++round) {
     int pipes[kWriters][2];
     pid_t children[kWriters];
     for (int w = 0; w < kWriters; ++w) {
@@ -152,7 +151,6 @@ int main(int argc, char** argv) {
       words.clear();
     }
     ++done;
-    if (failures > 0) break;
   }
   std::error_code ignored;
   std::filesystem::remove_all(dir, ignored);
