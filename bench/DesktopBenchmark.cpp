@@ -23,6 +23,7 @@
 #include "support/PulseTestServer.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
+#include "support/XvfbServer.h"
 
 namespace {
 
@@ -56,12 +57,6 @@ long cpuTicks(pid_t pid) {
 }
 
 // The program's private home, with its own data folder for models.
-std::map<std::string, std::string> benchEnvironment(const ProgramHome& home) {
-  auto env = home.env;
-  env["XDG_DATA_HOME"] = (home.dir / "data").string();
-  return env;
-}
-
 void idle(const char* label, const std::string& engine, const std::string& model) {
   // With a microphone, as a user has one: without, the launch opens the first-start guide, whose
   // live checks are not the idle program.
@@ -70,7 +65,7 @@ void idle(const char* label, const std::string& engine, const std::string& model
     std::printf("%s: the private audio server did not start\n", label);
   ProgramHome program_home;
   const TempDir& home = program_home.dir;
-  auto env = benchEnvironment(program_home);
+  auto env = program_home.env;
   if (!model.empty()) {
     std::filesystem::create_directories(home / "data" / "murvelo" / "models");
     runProcess(MURVELO_MAKE_MODEL_PATH,
@@ -79,7 +74,8 @@ void idle(const char* label, const std::string& engine, const std::string& model
   for (auto [key, value] : {std::pair{"onboardingComplete", "true"}, std::pair{"onboardingFinished", "true"},
                             std::pair{"openAtLogin", "false"}, std::pair{"speechEngine", engine.c_str()}})
     runProcess(MURVELO_CLI_PATH, {"settings", "set", key, value}, env);
-  BackgroundProcess program(MURVELO_PROGRAM_PATH, {}, env, home / "murvelo.log");
+  ChildProcess program;
+  program.start({MURVELO_PROGRAM_PATH}, {env.begin(), env.end()}, home / "murvelo.log");
   // Let start-up and the model's warm-up settle first.
   std::this_thread::sleep_for(std::chrono::seconds(8));
   long ticks = cpuTicks(program.pid());
@@ -140,7 +136,7 @@ void dictations(int runs) {
   }
   ProgramHome program_home;
   const TempDir& home = program_home.dir;
-  auto env = benchEnvironment(program_home);
+  auto env = program_home.env;
   env["MURVELO_LOG_LEVEL"] = "info";
   for (auto [key, value] : {std::pair{"onboardingComplete", "true"}, std::pair{"onboardingFinished", "true"},
                             std::pair{"openAtLogin", "false"}, std::pair{"speechEngine", "pocketsphinx"}})
@@ -151,7 +147,8 @@ void dictations(int runs) {
     return;
   }
   const auto log = home / "murvelo.log";
-  BackgroundProcess program(MURVELO_PROGRAM_PATH, {}, env, log);
+  ChildProcess program;
+  program.start({MURVELO_PROGRAM_PATH}, {env.begin(), env.end()}, log);
   std::this_thread::sleep_for(std::chrono::seconds(5));  // launch and the engine's warm-up
 
   constexpr unsigned kRightAlt = 108;
@@ -187,12 +184,12 @@ void dictations(int runs) {
 }  // namespace
 
 int main() {
-  PrivateDisplay display;
-  if (!display.ok()) {
+  XvfbServer display;
+  if (!display.start()) {
     std::cerr << "cannot start Xvfb\n";
     return 1;
   }
-  setenv("DISPLAY", display.name().c_str(), 1);
+  setenv("DISPLAY", display.display().c_str(), 1);
   unsetenv("WAYLAND_DISPLAY");
   unsetenv("DBUS_SESSION_BUS_ADDRESS");
   std::printf("murvelo waiting for the talk key\n");

@@ -57,12 +57,12 @@ int main(int argc, char** argv) {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));  // the first state reading
     for (int i = 0; i < presses && !failed; ++i) {
       const auto sent = Clock::now();
-      keyboard.press(100);
+      keyboard.key(100, true);
       std::unique_lock lock(mutex);
       if (!changed.wait_for(lock, std::chrono::seconds(2), [&] { return starts == i + 1; })) failed = true;
       latencies.push_back(std::chrono::duration<double, std::milli>(startedAt - sent).count());
       lock.unlock();
-      keyboard.release(100);
+      keyboard.key(100, false);
       lock.lock();
       if (!changed.wait_for(lock, std::chrono::seconds(2), [&] { return stops == i + 1; })) failed = true;
     }

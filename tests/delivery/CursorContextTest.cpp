@@ -39,8 +39,6 @@ struct FakeField : Accessibility {
   }
 };
 
-CursorContext readField(FakeField& field) { return CursorContext::read(field); }
-
 // What a real GTK field cannot be made to report on demand: odd ranges, offsets that fall inside a
 // grapheme's code points, and reads that fail.
 TEST(CursorContextRead, ReadsAroundTheSelectionAndAFailedReadLosesOnlyWhatItMust) {
@@ -74,7 +72,7 @@ TEST(CursorContextRead, ReadsAroundTheSelectionAndAFailedReadLosesOnlyWhatItMust
     field.focused = c.focused;
     field.failPreceding = c.failPreceding;
     field.failFollowing = c.failFollowing;
-    EXPECT_EQ(readField(field), c.expected);
+    EXPECT_EQ(CursorContext::read(field), c.expected);
     EXPECT_EQ(field.reads.size(), c.reads);
   }
 }
@@ -83,7 +81,7 @@ TEST(CursorContextRead, ReadsAroundTheSelectionAndAFailedReadLosesOnlyWhatItMust
 // count: a full stop 49 characters back decides nothing.
 TEST(CursorContextRead, OnlyTheLast48CharactersCount) {
   FakeField far{std::string(500, 'a') + "." + std::string(48, ' ') + "x", TextRange{549, 0}};
-  CursorContext farContext = readField(far);
+  CursorContext farContext = CursorContext::read(far);
   ASSERT_EQ(far.reads.size(), 2u);
   EXPECT_GT(far.reads[1].location, 0);
   EXPECT_EQ(far.reads[1].location + far.reads[1].length, 549);
@@ -91,7 +89,7 @@ TEST(CursorContextRead, OnlyTheLast48CharactersCount) {
   EXPECT_EQ(farContext.followingChar, "x");
 
   FakeField near{std::string(500, 'a') + "." + std::string(47, ' '), TextRange{548, 0}};
-  EXPECT_EQ(readField(near).sentencePredecessor, ".");
+  EXPECT_EQ(CursorContext::read(near).sentencePredecessor, ".");
 }
 
 TEST(CursorContext, DecisionsFromTheTextBeforeTheCursor) {

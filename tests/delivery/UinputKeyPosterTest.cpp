@@ -2,6 +2,7 @@
 #include <linux/input.h>
 #include <unistd.h>
 
+#include <utility>
 #include <vector>
 
 #include "delivery/uinput/UinputKeyPoster.h"
@@ -9,11 +10,7 @@
 namespace murvelo {
 namespace {
 
-struct Key {
-  int code;
-  int value;
-  bool operator==(const Key&) const = default;
-};
+using Key = std::pair<int, int>;  // code, value
 
 // Reads back what was written: each key event followed by its sync report.
 std::vector<Key> readChord(int fd) {
@@ -23,7 +20,7 @@ std::vector<Key> readChord(int fd) {
   while ((got = read(fd, pair, sizeof pair)) == static_cast<ssize_t>(sizeof pair)) {
     EXPECT_EQ(pair[0].type, EV_KEY);
     EXPECT_EQ(pair[1].type, EV_SYN);
-    keys.push_back({pair[0].code, pair[0].value});
+    keys.emplace_back(pair[0].code, pair[0].value);
   }
   EXPECT_EQ(got, 0) << "the last key event has no sync report";
   return keys;

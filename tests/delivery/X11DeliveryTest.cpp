@@ -47,7 +47,6 @@ class X11Delivery : public ::testing::Test {
     field_ = std::make_unique<test::GtkTextWindow>();
     ASSERT_TRUE(field_->open(server_->display(), {})) << field_->log();
   }
-  std::string fieldText() { return field_->contents(); }
 
   // Another program takes the clipboard with these types.
   void ownClipboard(const std::map<std::string, std::string>& types, bool silent = false) {
@@ -110,7 +109,7 @@ TEST_F(X11Delivery, CopyMadeRightAfterThePasteSurvives) {
     ASSERT_TRUE(cli.start({"/bin/sh", "-c", "exec \"$0\" paste 'dictated ' >" + out.string() + " 2>/dev/null",
                            MURVELO_CLI_PATH},
                           childEnv_, dir_ / "cli.out"));
-    ASSERT_TRUE(waitFor([&] { return fieldText() == "dictated "; }));
+    ASSERT_TRUE(waitFor([&] { return field_->contents() == "dictated "; }));
     // xclip stays behind holding the clipboard; its first process returns at once.
     test::runProcess(
         "/bin/sh", {"-c", "printf 'copied meanwhile' | xclip -i -selection clipboard >/dev/null 2>&1"}, env_);
@@ -139,7 +138,7 @@ TEST_F(X11Delivery, ASilentOwnerOrAutoPasteOffLeaveTheTextOnTheClipboard) {
     auto json = paste(c.args);
     EXPECT_EQ(json["outcome"], c.outcome);
     EXPECT_EQ(json["clipboard"], c.clipboard);
-    EXPECT_TRUE(waitFor([&] { return fieldText() == c.field; })) << fieldText();
+    EXPECT_TRUE(waitFor([&] { return field_->contents() == c.field; })) << field_->contents();
     EXPECT_EQ(clip("UTF8_STRING"), c.args.back());
   }
 }
@@ -218,7 +217,8 @@ TEST_F(X11Delivery, TwoPastesInQuickSuccessionRestoreTheClipboardFromBeforeTheFi
     loop.postAfter(200ms, [&] { inserter.insert(text, true, 2); });
     loop.postAfter(5s, [&] { loop.quit(); });
     loop.run();
-    EXPECT_TRUE(waitFor([&] { return fieldText() == "one " + text; })) << fieldText().size() << " bytes";
+    EXPECT_TRUE(waitFor([&] { return field_->contents() == "one " + text; }))
+        << field_->contents().size() << " bytes";
   }
   EXPECT_EQ(results, expected);
   for (const auto& [type, bytes] : kUserClipboard) EXPECT_EQ(clip(type), bytes) << type;

@@ -9,6 +9,7 @@
 
 #include "desktop/DesktopTestEnvironment.h"
 #include "support/Pump.h"
+#include "support/XvfbServer.h"
 
 namespace murvelo::test {
 namespace {
@@ -18,13 +19,13 @@ TEST(DesktopProgram, SecondCopyHandsOverAndTheFirstKeepsRunning) {
   auto first = home.start();
   ASSERT_TRUE(home.waitForSocket());
   auto second = home.start("second.log");
-  EXPECT_EQ(second->waitExit(5000), 0) << readFile(home.dir / "second.log");
+  EXPECT_EQ(second->waitExit(std::chrono::seconds(5)), 0) << readFile(home.dir / "second.log");
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
   EXPECT_TRUE(first->running());
 
   // A copy that died without cleaning up leaves a socket file but no lock: the next one runs.
   kill(first->pid(), SIGKILL);
-  first->waitExit(3000);
+  first->waitExit(std::chrono::seconds(3));
   ASSERT_TRUE(std::filesystem::exists(home.socket()));
   auto third = home.start("third.log");
   std::this_thread::sleep_for(std::chrono::milliseconds(1500));
@@ -93,14 +94,14 @@ TEST(DesktopProgram, SlowAudioServerTalkKeyWithoutBackEndAndLostDisplay) {
     EXPECT_NE(readFile(home.dir / "murvelo.log").find("murvelo-cli talk"), std::string::npos);
   }
   {
-    auto display = std::make_unique<PrivateDisplay>();
-    ASSERT_TRUE(display->ok());
+    XvfbServer display;
+    ASSERT_TRUE(display.start());
     ProgramHome home;
-    home.env["DISPLAY"] = display->name();
+    home.env["DISPLAY"] = display.display();
     auto program = home.start();
     ASSERT_TRUE(home.waitForSocket());
-    display.reset();
-    EXPECT_EQ(program->waitExit(10000), 1);
+    display.stop();
+    EXPECT_EQ(program->waitExit(std::chrono::seconds(10)), 1);
     EXPECT_NE(readFile(home.dir / "murvelo.log").find("exiting"), std::string::npos);
   }
 }

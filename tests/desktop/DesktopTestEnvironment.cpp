@@ -2,10 +2,6 @@
 
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <fstream>
@@ -14,57 +10,6 @@
 #include "support/Pump.h"
 
 namespace murvelo::test {
-
-PrivateDisplay::PrivateDisplay() {
-  // -displayfd lets the server pick a free number and tell us which.
-  std::string number = xvfb_.startAndReadLine(
-      {"Xvfb", "-displayfd", "{fd}", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset"}, {},
-      "/dev/null");
-  if (!number.empty()) name_ = ":" + number;
-}
-
-BackgroundProcess::BackgroundProcess(const std::string& program, const std::vector<std::string>& args,
-                                     const std::map<std::string, std::string>& env,
-                                     const std::filesystem::path& output) {
-  pid_ = fork();
-  if (pid_ == 0) {
-    int out = open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    dup2(out, 1);
-    dup2(out, 2);
-    for (const auto& [name, value] : env) setenv(name.c_str(), value.c_str(), 1);
-    std::vector<char*> argv{const_cast<char*>(program.c_str())};
-    for (const auto& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
-    argv.push_back(nullptr);
-    execv(program.c_str(), argv.data());
-    _exit(127);
-  }
-}
-
-BackgroundProcess::~BackgroundProcess() { terminate(); }
-
-bool BackgroundProcess::running() { return waitExit(0) == -1 && pid_ > 0; }
-
-int BackgroundProcess::waitExit(int timeoutMs) {
-  waitUntil(
-      [&] {
-        int status = 0;
-        if (pid_ <= 0 || waitpid(pid_, &status, WNOHANG) != pid_) return pid_ <= 0;
-        exitCode_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        pid_ = -1;
-        return true;
-      },
-      std::chrono::milliseconds(timeoutMs));
-  return pid_ <= 0 ? exitCode_ : -1;
-}
-
-void BackgroundProcess::terminate() {
-  if (pid_ <= 0) return;
-  kill(pid_, SIGTERM);
-  if (waitExit(3000) == -1) {
-    kill(pid_, SIGKILL);
-    waitExit(3000);
-  }
-}
 
 namespace {
 
@@ -150,13 +95,15 @@ ProgramHome::ProgramHome() {
   std::filesystem::create_directories(dir / "runtime");
   std::filesystem::permissions(dir / "runtime", std::filesystem::perms::owner_all);
   env = {{"XDG_CONFIG_HOME", (dir / "config").string()},
+         {"XDG_DATA_HOME", (dir / "data").string()},
          {"XDG_RUNTIME_DIR", (dir / "runtime").string()},
          {"HOME", dir.path().string()}};
 }
 
-std::unique_ptr<BackgroundProcess> ProgramHome::start(const std::string& log) {
-  return std::make_unique<BackgroundProcess>(MURVELO_PROGRAM_PATH, std::vector<std::string>{}, env,
-                                             dir / log);
+std::unique_ptr<ChildProcess> ProgramHome::start(const std::string& log) {
+  auto program = std::make_unique<ChildProcess>();
+  program->start({MURVELO_PROGRAM_PATH}, {env.begin(), env.end()}, dir / log);
+  return program;
 }
 
 ProcessResult ProgramHome::cli(const std::vector<std::string>& args) const {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -15,39 +13,6 @@
 struct _XDisplay;
 
 namespace murvelo::test {
-
-// A private X server (Xvfb on a free display number) for the tests of the desktop program.
-class PrivateDisplay {
- public:
-  PrivateDisplay();
-  bool ok() const { return !name_.empty(); }
-  const std::string& name() const { return name_; }  // ":N"
-
- private:
-  ChildProcess xvfb_;
-  std::string name_;
-};
-
-// A program running in the background with extra environment; ended (SIGTERM, then SIGKILL)
-// and reaped at scope exit. Its output goes to a file.
-class BackgroundProcess {
- public:
-  BackgroundProcess(const std::string& program, const std::vector<std::string>& args,
-                    const std::map<std::string, std::string>& env, const std::filesystem::path& output);
-  ~BackgroundProcess();
-  BackgroundProcess(const BackgroundProcess&) = delete;
-  BackgroundProcess& operator=(const BackgroundProcess&) = delete;
-
-  pid_t pid() const { return pid_; }
-  bool running();
-  // Waits up to `timeoutMs` for the exit; the exit code, or -1 while it still runs.
-  int waitExit(int timeoutMs);
-  void terminate();
-
- private:
-  pid_t pid_ = -1;
-  int exitCode_ = -1;
-};
 
 // What a user's hands and eyes do on the X display ($DISPLAY): press keys through XTest, see which
 // windows are up and which one has the keyboard focus.
@@ -83,7 +48,7 @@ struct ProgramHome {
   std::map<std::string, std::string> env;
   ProgramHome();
   std::filesystem::path socket() const { return dir / "runtime" / "murvelo" / "instance.sock"; }
-  std::unique_ptr<BackgroundProcess> start(const std::string& log = "murvelo.log");
+  std::unique_ptr<ChildProcess> start(const std::string& log = "murvelo.log");
   ProcessResult cli(const std::vector<std::string>& args) const;
   bool waitForSocket() const;
 };

@@ -207,19 +207,14 @@ TEST(SetupGuide, EveryCheckIsLive) {
   InMemoryDefaultsStore defaults;
   AppSettings settings(defaults);
   settings.setMicrophoneSelection(MicrophoneSelection::device("usbmic"));
-  SetupGuide guide(settings, {.talkKey =
-                                  [] {
-                                    return TalkKeyFacts{SessionKind::wayland, false, ""};
-                                  },
-                              .accessibility = [] { return AtspiStatus::enabled(); },
-                              .enableAccessibility = [] { return AtspiStatus::setEnabled(true); },
-                              .postingKeys =
-                                  [] {
-                                    return PostingFacts{SessionKind::wayland, false, false};
-                                  },
-                              .model = [] { return std::nullopt; },
-                              .modelsChanged = {},
-                              .microphoneIntervalMs = 100});
+  SetupGuide::Probes probes;
+  probes.talkKey = [] { return TalkKeyFacts{SessionKind::wayland, false, ""}; };
+  probes.accessibility = [] { return AtspiStatus::enabled(); };
+  probes.enableAccessibility = [] { return AtspiStatus::setEnabled(true); };
+  probes.postingKeys = [] { return PostingFacts{SessionKind::wayland, false, false}; };
+  probes.model = [] { return std::nullopt; };
+  probes.microphoneIntervalMs = 100;
+  SetupGuide guide(settings, probes);
   guide.present();
 
   CheckPage* microphone = guide.checkPage(SetupGuide::microphonePage);
@@ -279,7 +274,8 @@ TEST(SetupGuide, FirstStartOpensItAndADictationLandsInTheTryBox) {
   // The talk key is a desktop binding to murvelo-cli here; this process answers it, so it spins.
   auto talk = [&](const char* what) {
     test::TempDir out;
-    test::BackgroundProcess cli(MURVELO_CLI_PATH, {"talk", what}, {}, out / "cli.log");
+    test::ChildProcess cli;
+    cli.start({MURVELO_CLI_PATH, "talk", what}, {}, out / "cli.log");
     EXPECT_TRUE(spinUntil([&] { return !cli.running(); }, 5000)) << what;
   };
   // Streaming starts once the engine has warmed; on a busy machine that takes a while.

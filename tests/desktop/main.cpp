@@ -5,7 +5,7 @@
 #include <iostream>
 
 #include "desktop/DesktopTestEnvironment.h"
-#include "support/TempDir.h"
+#include "support/XvfbServer.h"
 
 // libdbus keeps a buffer for the life of the process (Qt's session bus connection); it is not
 // ours, and not a leak that grows.
@@ -16,20 +16,15 @@ extern "C" const char* __lsan_default_suppressions() { return "leak:libdbus-1.so
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   if (GTEST_FLAG_GET(list_tests)) return RUN_ALL_TESTS();
-  murvelo::test::PrivateDisplay display;
-  if (!display.ok()) {
+  murvelo::test::XvfbServer display;
+  if (!display.start()) {
     std::cerr << "cannot start Xvfb\n";
     return 1;
   }
-  murvelo::test::TempDir home;
-  std::filesystem::create_directories(home / "runtime");
-  std::filesystem::permissions(home / "runtime", std::filesystem::perms::owner_all);
-  setenv("DISPLAY", display.name().c_str(), 1);
+  murvelo::test::ProgramHome home;
+  setenv("DISPLAY", display.display().c_str(), 1);
   setenv("QT_QPA_PLATFORM", "xcb", 1);
-  setenv("HOME", home.path().c_str(), 1);
-  setenv("XDG_CONFIG_HOME", (home / "config").c_str(), 1);
-  setenv("XDG_DATA_HOME", (home / "data").c_str(), 1);
-  setenv("XDG_RUNTIME_DIR", (home / "runtime").c_str(), 1);
+  for (const auto& [name, value] : home.env) setenv(name.c_str(), value.c_str(), 1);
   unsetenv("DBUS_SESSION_BUS_ADDRESS");
   unsetenv("WAYLAND_DISPLAY");
   QApplication app(argc, argv);

@@ -40,21 +40,18 @@ const std::uint32_t kHostile[] = {0,      1,      2,          3,           6,   
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto options = murvelo::fault::parse(argc, argv, {.seconds = 10, .rounds = 100000, .extra = {}});
-  const double seconds = options.seconds;
-  const long rounds = options.rounds;
+  const auto options = murvelo::fault::parse(argc, argv, {.seconds = 10, .rounds = 100000});
   std::mt19937 random(options.seed);
   const std::filesystem::path dir = murvelo::fault::scratchFolder("audio");
   if (dir.empty()) return 2;
   const std::filesystem::path file = dir / "clip.wav";
   const std::string base = baseWav();
 
-  const murvelo::fault::RoundClock clock(seconds);
+  const murvelo::fault::RoundClock clock(options.seconds);
   long done = 0, accepted = 0;
   int failures = 0;
   double slowest = 0;
-  for (long round = 0; round < rounds && failures == 0; ++round) {
-    if (!clock.timeLeft()) break;
+  for (long round = 0; round < options.rounds && failures == 0 && clock.timeLeft(); ++round) {
     std::string wav = base;
     const int changes = 1 + static_cast<int>(random() % 3);
     for (int k = 0; k < changes; ++k) {
@@ -73,14 +70,10 @@ int main(int argc, char** argv) {
     if (took > 2.0) failures += murvelo::fault::fail("round %ld: the read took %.1f s\n", round, took);
     // 32,000 bytes hold at most 256,000 one-bit samples: at the lowest accepted rate that is
     // 64 s, or 1,024,000 samples at 16 kHz.
-    if (samples.ok()) {
-      ++accepted;
-      if (samples.value().size() > 1024000 + 4096) {
-        std::fprintf(stderr, "round %ld: %zu samples from %zu bytes\n", round, samples.value().size(),
-                     wav.size());
-        ++failures;
-      }
-    }
+    accepted += samples.ok();
+    if (samples.ok() && samples.value().size() > 1024000 + 4096)
+      failures += murvelo::fault::fail("round %ld: %zu samples from %zu bytes\n", round,
+                                       samples.value().size(), wav.size());
     ++done;
   }
   rusage usage{};

@@ -8,7 +8,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <utility>
 
@@ -18,18 +17,17 @@ struct Options {
   double seconds = 10;
   long rounds = 0;
   unsigned seed = 1;
-  std::map<std::string, long> extra;  // driver-specific "--name N" flags, with their defaults
+  long loads = 0;  // --loads: accepted models loaded in whisper.cpp
 };
 
-// Reads "--seconds S --rounds N --seed N" and any flag named in `options.extra`.
+// Reads "--seconds S --rounds N --seed N --loads N".
 inline Options parse(int argc, char** argv, Options options) {
   for (int i = 1; i + 1 < argc; i += 2) {
     std::string flag = argv[i];
     if (flag == "--seconds") options.seconds = std::stod(argv[i + 1]);
     if (flag == "--rounds") options.rounds = std::stol(argv[i + 1]);
     if (flag == "--seed") options.seed = static_cast<unsigned>(std::stoul(argv[i + 1]));
-    if (flag.rfind("--", 0) == 0 && options.extra.count(flag.substr(2)))
-      options.extra[flag.substr(2)] = std::stol(argv[i + 1]);
+    if (flag == "--loads") options.loads = std::stol(argv[i + 1]);
   }
   return options;
 }

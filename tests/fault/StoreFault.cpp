@@ -60,32 +60,26 @@ std::vector<std::string> readLines(int fd) {
   while ((n = ::read(fd, buffer, sizeof buffer)) > 0) all.append(buffer, static_cast<std::size_t>(n));
   std::vector<std::string> lines;
   std::size_t start = 0;
-  for (std::size_t end; (end = all.find('\n', start)) != std::string::npos; start = end + 1) {
+  for (std::size_t end; (end = all.find('\n', start)) != std::string::npos; start = end + 1)
     lines.push_back(all.substr(start, end - start));
-  }
   return lines;  // a partial last line (writer killed mid-report) is not a claim
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto options = murvelo::fault::parse(argc, argv, {.seconds = 10, .rounds = 300, .extra = {}});
-  const double seconds = options.seconds;
-  const long rounds = options.rounds;
+  const auto options = murvelo::fault::parse(argc, argv, {.seconds = 10, .rounds = 300});
   std::mt19937 random(options.seed);
   const std::filesystem::path dir = murvelo::fault::scratchFolder("store");
   if (dir.empty()) return 2;
   const std::filesystem::path file = dir / "murvelo" / "defaults.json";
 
-  const murvelo::fault::RoundClock clock(seconds);
-  long done = 0;
-  long kills = 0;
-  long claims = 0;
+  const murvelo::fault::RoundClock clock(options.seconds);
+  long done = 0, kills = 0, claims = 0;
   int failures = 0;
   std::set<std::string> words;      // every correction ever reported saved
   std::set<std::string> histories;  // history entries reported added by writers that were not killed
-  for (long round = 0; round < rounds; ++round) {
-    if (!clock.timeLeft()) break;
+  for (long round = 0; round < options.rounds && failures == 0 && clock.timeLeft(); ++round) {
     int pipes[kWriters][2];
     pid_t children[kWriters];
     for (int w = 0; w < kWriters; ++w) {
@@ -129,48 +123,40 @@ int main(int argc, char** argv) {
     dictionary.load();
     std::set<std::string> present;
     for (const auto& entry : dictionary.entries()) present.insert(entry.wrong);
-    for (const auto& word : words) {
-      if (!present.count(word)) {
-        std::fprintf(stderr, "round %ld: correction %s was reported saved and is gone\n", round,
-                     word.c_str());
-        ++failures;
-      }
-    }
-    for (const auto& [key, value] : lastSetting) {
+    for (const auto& word : words)
+      if (!present.count(word))
+        failures += murvelo::fault::fail("round %ld: correction %s was reported saved and is gone\n", round,
+                                         word.c_str());
+    for (const auto& [key, value] : lastSetting)
       if (victim < 0 && store->string(key) != value)
         failures += murvelo::fault::fail("round %ld: %s lost its last value\n", round, key.c_str());
-    }
     HistoryStore history(*store);
     history.load();
     std::set<std::string> kept;
     for (const auto& item : history.items()) kept.insert(item.text);
-    for (const auto& text : histories) {
-      // Only the newest 50 are kept by design.
+    // Only the newest 50 are kept by design.
+    for (const auto& text : histories)
       if (!kept.count(text) && kept.size() < HistoryStore::kMaxItems)
         failures += murvelo::fault::fail("round %ld: history entry %s is gone\n", round, text.c_str());
-    }
     histories.clear();
     // The next writer clears what a killed one left behind.
     store->setBool("checked", true);
-    for (const auto& entry : std::filesystem::directory_iterator(file.parent_path())) {
+    for (const auto& entry : std::filesystem::directory_iterator(file.parent_path()))
       if (entry.path().filename().string().find(".tmp-") != std::string::npos)
         failures +=
             murvelo::fault::fail("round %ld: stale temp file %s\n", round, entry.path().filename().c_str());
-    }
     // Keep the list small so that the rounds stay fast.
     if (words.size() > 200) {
       store->remove(CorrectionsDictionary::kDefaultsKey);
       words.clear();
     }
     ++done;
-    if (failures > 0) break;
   }
   std::error_code ignored;
   std::filesystem::remove_all(dir, ignored);
-  double elapsed = clock.elapsed();
   std::printf(
       "store fault driver: %ld rounds, %d writers each, %ld killed with SIGKILL, %ld saves checked, "
       "%d failures, %.1f s\n",
-      done, kWriters, kills, claims, failures, elapsed);
+      done, kWriters, kills, claims, failures, clock.elapsed());
   return failures == 0 ? 0 : 1;
 }

@@ -45,10 +45,6 @@ class FakeKeySource : public KeySource {
     held.insert(code);
     deliver({code, KeyEvent::Kind::press});
   }
-  void release(int code) {
-    held.erase(code);
-    deliver({code, KeyEvent::Kind::release});
-  }
   void deliver(const KeyEvent& event) {
     if (handler_) handler_(event);
   }

@@ -45,10 +45,10 @@ TEST(ListenCli, PrintsTheChosenKeysPressesAndFailsWithAReasonWhereNothingCanList
   ASSERT_TRUE(next());
   EXPECT_EQ(lines[0],
             "listening for rightControl with x11-xinput2 (X11 session on " + server.display() + "): live\n");
-  keyboard.press(100);  // Right Alt: not the chosen key
-  keyboard.release(100);
-  keyboard.press(97);
-  keyboard.release(97);
+  keyboard.key(100, true);  // Right Alt: not the chosen key
+  keyboard.key(100, false);
+  keyboard.key(97, true);
+  keyboard.key(97, false);
   while (next()) {
   }
   const int status = pclose(pipe);

@@ -79,8 +79,7 @@ TEST_F(X11KeySourceTest, RealKeyStrokesBecomeOneStartAndOneStop) {
   ASSERT_TRUE(listen(HotkeyChoice::rightOption));
   for (const auto& c : cases) {
     reports.clear();
-    for (auto step : test::keySteps(c.keys))
-      step.what == '+' ? keyboard->press(step.code) : keyboard->release(step.code);
+    for (auto step : test::keySteps(c.keys)) keyboard->key(step.code, step.what == '+');
     ASSERT_TRUE(settle()) << c.name;
     EXPECT_EQ(reports, c.reports) << c.name;
     EXPECT_FALSE(listener->keyDown()) << c.name;
@@ -89,14 +88,14 @@ TEST_F(X11KeySourceTest, RealKeyStrokesBecomeOneStartAndOneStop) {
 
 TEST_F(X11KeySourceTest, KeyHeldAcrossARestartIsReadBackAndAVanishedServerReleasesIt) {
   ASSERT_TRUE(listen(HotkeyChoice::rightControl));
-  keyboard->press(97);
+  keyboard->key(97, true);
   ASSERT_TRUE(test::pumpUntil(loop, [&] { return reports == "S"; }));
   listener->stop();
-  keyboard->release(97);
+  keyboard->key(97, false);
   ASSERT_TRUE(listener->start());
   ASSERT_TRUE(test::pumpUntil(loop, [&] { return reports == "ST"; }));  // the reading after the start
 
-  keyboard->press(97);
+  keyboard->key(97, true);
   ASSERT_TRUE(test::pumpUntil(loop, [&] { return reports == "STS"; }));
   EXPECT_TRUE(listener->isLive());
   server.stop(true);

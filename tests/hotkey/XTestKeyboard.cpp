@@ -19,10 +19,7 @@ XTestKeyboard::~XTestKeyboard() {
 
 bool XTestKeyboard::ok() const { return conn_ && !xcb_connection_has_error(conn_); }
 
-void XTestKeyboard::press(int evdevCode) { send(true, evdevCode); }
-void XTestKeyboard::release(int evdevCode) { send(false, evdevCode); }
-
-void XTestKeyboard::send(bool press, int evdevCode) {
+void XTestKeyboard::key(int evdevCode, bool press) {
   if (!ok()) return;
   xcb_test_fake_input(conn_, press ? XCB_KEY_PRESS : XCB_KEY_RELEASE, static_cast<uint8_t>(evdevCode + 8),
                       XCB_CURRENT_TIME, root_, 0, 0, 0);

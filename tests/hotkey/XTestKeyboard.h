@@ -15,12 +15,10 @@ class XTestKeyboard {
   XTestKeyboard& operator=(const XTestKeyboard&) = delete;
 
   bool ok() const;
-  // Keys by evdev code. Each call returns once the server has handled it.
-  void press(int evdevCode);
-  void release(int evdevCode);
+  // Presses or releases a key by evdev code; returns once the server has handled it.
+  void key(int evdevCode, bool press);
 
  private:
-  void send(bool press, int evdevCode);
   xcb_connection_t* conn_ = nullptr;
   unsigned root_ = 0;
 };

@@ -31,18 +31,17 @@ bool AtspiSession::start() {
                                     "--address=unix:path=" + (dir_ / "bus").string(), "--print-address={fd}"},
                                    {}, dir_ / "dbus.log");
   if (address.empty()) return false;
-  address_ = address;
 
   std::filesystem::create_directories(dir_ / "runtime");
   std::map<std::string, std::optional<std::string>> env = {
-      {"DBUS_SESSION_BUS_ADDRESS", address_},
+      {"DBUS_SESSION_BUS_ADDRESS", address},
       {"DISPLAY", std::nullopt},
       {"HOME", dir_.path().string()},
       {"XDG_RUNTIME_DIR", (dir_ / "runtime").string()},
   };
   if (!launcher_.start({kBusLauncher, "--launch-immediately"}, env, dir_ / "launcher.log")) return false;
 
-  std::map<std::string, std::string> busEnv = {{"DBUS_SESSION_BUS_ADDRESS", address_}};
+  std::map<std::string, std::string> busEnv = {{"DBUS_SESSION_BUS_ADDRESS", address}};
   auto asked = [&] {
     return runProcess("/usr/bin/dbus-send",
                       {"--session", "--print-reply", "--reply-timeout=500", "--dest=org.a11y.Bus",
@@ -62,7 +61,7 @@ bool AtspiSession::start() {
     hadPrevious_ = true;
     previous_ = previous;
   }
-  setenv("DBUS_SESSION_BUS_ADDRESS", address_.c_str(), 1);
+  setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
   exported_ = true;
   return true;
 }

@@ -24,14 +24,12 @@ class AtspiSession {
 
   // Starts both buses and waits until the accessibility bus answers; false when it does not.
   bool start();
-  const std::string& address() const { return address_; }
   const TempDir& dir() const { return dir_; }
 
  private:
   TempDir dir_;
   ChildProcess sessionBus_;
   ChildProcess launcher_;
-  std::string address_;
   std::string previous_;
   bool hadPrevious_ = false;
   bool exported_ = false;

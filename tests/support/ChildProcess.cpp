@@ -9,12 +9,15 @@
 #include <chrono>
 #include <thread>
 
+#include "support/Pump.h"
+
 namespace murvelo::test {
 
 bool ChildProcess::start(const std::vector<std::string>& argv,
                          const std::map<std::string, std::optional<std::string>>& env,
                          const std::filesystem::path& log, int inheritFd) {
   stop();
+  exitCode_ = -1;
   std::vector<char*> args;
   for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
@@ -71,11 +74,16 @@ bool ChildProcess::running() {
   if (pid_ <= 0) return false;
   int status = 0;
   if (waitpid(pid_, &status, WNOHANG) == pid_) {
+    exitCode_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     kill(-pid_, SIGKILL);
     pid_ = -1;
     return false;
   }
   return true;
+}
+
+int ChildProcess::waitExit(std::chrono::milliseconds timeout) {
+  return waitUntil([&] { return !running(); }, timeout) ? exitCode_ : -1;
 }
 
 void ChildProcess::stop(bool crash) {

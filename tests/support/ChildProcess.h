@@ -35,10 +35,13 @@ class ChildProcess {
   void stop(bool crash = false);
   // False once the program has exited.
   bool running();
+  // Waits up to `timeout` for the exit; the exit code (128 + signal when killed), or -1 while it runs.
+  int waitExit(std::chrono::milliseconds timeout);
   pid_t pid() const { return pid_; }
 
  private:
   pid_t pid_ = -1;
+  int exitCode_ = -1;
 };
 
 }  // namespace murvelo::test

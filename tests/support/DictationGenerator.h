@@ -50,7 +50,7 @@ class DictationGenerator {
     std::string out;
     while (out.size() < target) {
       switch (pick(6)) {
-        case 0: out += literal(); break;
+        case 0: out += kLiterals[pick(std::size(kLiterals))]; break;
         case 1: out += kOddments[pick(std::size(kOddments))]; break;
         default: out += pickPiece(); break;
       }
@@ -68,9 +68,6 @@ class DictationGenerator {
     }
     return out;
   }
-
-  // One protected literal: quote, backtick code, link or address (some left unterminated).
-  std::string literal() { return std::string(kLiterals[pick(std::size(kLiterals))]); }
 
   std::size_t pick(std::size_t count) {
     return std::uniform_int_distribution<std::size_t>(0, count - 1)(random_);
@@ -136,6 +133,7 @@ class DictationGenerator {
                                                       "new paragraph",
                                                       "full stop",
                                                       "exclamation point"};
+  // Protected literals: quotes, backtick code, links and addresses (some left unterminated).
   static constexpr std::string_view kLiterals[] = {
       "`git  status`",        "``a ` b``",          "\"hello  there\"",      "\u201Cfine, no wait\u201D",
       "'it's, like, fine'",   "https://x.io/a?b=c", "www.example.org",       "anna.b@example.org",

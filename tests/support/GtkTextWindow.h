@@ -23,7 +23,6 @@ class GtkTextWindow {
 
   // Opens the window on `display` and waits until the field has the focus.
   bool open(const std::string& display, const Options& options);
-  void close() { process_.stop(); }
   // The field's text as the window last wrote it.
   std::string contents() const;
   std::string log() const;

@@ -2,7 +2,9 @@
 
 #include <array>
 #include <cstdint>
+#include <iterator>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -76,6 +78,7 @@ class LayoutDictationGenerator {
                                                            "because"};
   static constexpr std::array<const char*, 9> kNumberWords = {"one", "two",   "three", "four", "five",
                                                               "six", "seven", "eight", "nine"};
+  static constexpr std::array<const char*, 5> kOrdinals = {"1st", "2nd", "3rd", "4th", "5th"};
   static constexpr std::array<const char*, 8> kClosings = {
       "talk soon", "take care", "have a great weekend", "thanks", "best regards",
       "cheers",    "love",      "hope this helps"};
@@ -96,14 +99,8 @@ class LayoutDictationGenerator {
   }
 
   static int countWords(const std::string& text) {
-    int words = 0;
-    bool inWord = false;
-    for (char c : text) {
-      const bool letter = c != ' ' && c != '\n';
-      if (letter && !inWord) ++words;
-      inWord = letter;
-    }
-    return words;
+    std::istringstream words(text);
+    return static_cast<int>(std::distance(std::istream_iterator<std::string>(words), {}));
   }
 
   std::string capitalised(std::string s, bool punctuated) {
@@ -143,14 +140,7 @@ class LayoutDictationGenerator {
         case 0:
           item = std::string(coin(4) ? "and " : "") + "number " + kNumberWords[i] + ", " + pickOf(kPhrases);
           break;
-        case 1:
-          item = std::to_string(i + 1) +
-                 (i == 0   ? "st"
-                  : i == 1 ? "nd"
-                  : i == 2 ? "rd"
-                           : "th") +
-                 ", " + pickOf(kPhrases);
-          break;
+        case 1: item = std::string(kOrdinals[i]) + ", " + pickOf(kPhrases); break;
         case 2: item = pickOf(kPhrases) + (i + 1 < items ? " semicolon" : ""); break;
         case 3: item = std::string(1, static_cast<char>('A' + i)) + ", " + pickOf(kPhrases); break;
         case 4:

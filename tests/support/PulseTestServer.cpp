@@ -21,14 +21,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-bool onPath(const std::string& program) {
-  const char* path = std::getenv("PATH");
-  std::stringstream dirs(path ? path : "/usr/bin:/bin");
-  for (std::string dir; std::getline(dirs, dir, ':');)
-    if (!dir.empty() && access((dir + "/" + program).c_str(), X_OK) == 0) return true;
-  return false;
-}
-
 std::vector<float> readFloats(const std::filesystem::path& file) {
   std::ifstream in(file, std::ios::binary);
   std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
@@ -39,7 +31,9 @@ std::vector<float> readFloats(const std::filesystem::path& file) {
 
 }  // namespace
 
-bool PulseTestServer::available() { return onPath("pulseaudio") && onPath("pactl"); }
+bool PulseTestServer::available() {
+  return access("/usr/bin/pulseaudio", X_OK) == 0 && access("/usr/bin/pactl", X_OK) == 0;
+}
 
 std::vector<float> PulseTestServer::synthesize(const std::string& text, double rate) {
   char pattern[] = "/tmp/murvelo-speech-XXXXXX";
@@ -103,7 +97,7 @@ bool PulseTestServer::start() {
   // Left behind by a server that was killed: the pipe source makes its own FIFO.
   std::filesystem::remove(dir_ / "speech.fifo", ignored);
   std::filesystem::remove(dir_ / "native", ignored);
-  if (!process_.start({"pulseaudio", "-n", "--daemonize=no", "--system=false", "--exit-idle-time=-1",
+  if (!process_.start({"/usr/bin/pulseaudio", "-n", "--daemonize=no", "--system=false", "--exit-idle-time=-1",
                        "--use-pid-file=false", "--disallow-exit=false", "--log-target=stderr", "-F",
                        (dir_ / "server.pa").string()},
                       {{"HOME", dir_.string()},

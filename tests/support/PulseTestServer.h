@@ -35,7 +35,6 @@ class PulseTestServer {
   bool running() const { return process_.pid() > 0; }
 
   const std::string& address() const { return address_; }
-  double speechRate() const { return speechRate_; }
   std::string log() const;
 
   // Writes samples into the speech source. Real time paces them like a microphone (20 ms

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -9,38 +10,23 @@
 
 namespace murvelo::test {
 
-// Captures log records while in scope, so tests can check the exact log texts.
+// Captures log messages while in scope, so tests can check the exact log texts.
 class RecordingLogSink : public LogSink {
  public:
-  struct Entry {
-    LogLevel level;
-    std::string category;
-    std::string message;
-  };
-
   void write(const LogRecord& record) override {
     std::lock_guard lock(mutex_);
-    entries_.push_back({record.level, std::string(record.category), std::string(record.message)});
-  }
-  std::vector<Entry> entries() const {
-    std::lock_guard lock(mutex_);
-    return entries_;
+    messages_.emplace_back(record.message);
   }
   std::vector<std::string> messages() const {
-    std::vector<std::string> out;
-    for (const auto& entry : entries()) out.push_back(entry.message);
-    return out;
+    std::lock_guard lock(mutex_);
+    return messages_;
   }
   // Whether this exact message was logged.
-  bool has(const std::string& message) const {
-    for (const auto& entry : entries())
-      if (entry.message == message) return true;
-    return false;
-  }
+  bool has(const std::string& message) const { return std::ranges::count(messages(), message) > 0; }
 
  private:
   mutable std::mutex mutex_;
-  std::vector<Entry> entries_;
+  std::vector<std::string> messages_;
 };
 
 // Installs a RecordingLogSink for its lifetime.

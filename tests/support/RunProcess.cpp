@@ -14,9 +14,8 @@ namespace murvelo::test {
 ProcessResult runProcess(const std::string& program, const std::vector<std::string>& args,
                          const std::map<std::string, std::string>& env, const std::string& input) {
   int inPipe[2], outPipe[2], errPipe[2];
-  if (pipe2(inPipe, O_CLOEXEC) || pipe2(outPipe, O_CLOEXEC) || pipe2(errPipe, O_CLOEXEC)) {
+  if (pipe2(inPipe, O_CLOEXEC) || pipe2(outPipe, O_CLOEXEC) || pipe2(errPipe, O_CLOEXEC))
     throw std::runtime_error("pipe failed");
-  }
   pid_t pid = fork();
   if (pid < 0) throw std::runtime_error("fork failed");
   if (pid == 0) {
@@ -49,9 +48,8 @@ ProcessResult runProcess(const std::string& program, const std::vector<std::stri
   while (open > 0 || inFd >= 0) {
     pollfd polls[3];
     int count = 0;
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < 2; ++i)
       if (fds[i] >= 0) polls[count++] = {fds[i], POLLIN, 0};
-    }
     if (inFd >= 0) polls[count++] = {inFd, POLLOUT, 0};
     if (poll(polls, static_cast<nfds_t>(count), -1) < 0) continue;
     for (int p = 0; p < count; ++p) {
