@@ -10,11 +10,7 @@ namespace {
 using Tokens = std::vector<WER::Token>;
 
 TEST(WERTest, NormalisationTable) {
-  struct Case {
-    const char* text;
-    Tokens tokens;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, Tokens> cases[] = {
       {"It's $1,200.50!", {"its", "1200", "dollars", "50", "cents"}},
       {"$12.05", {"12", "dollars", "5", "cents"}},
       {"$12.00 and $12", {"12", "dollars", "and", "12", "dollars"}},
@@ -28,7 +24,7 @@ TEST(WERTest, NormalisationTable) {
       {"", {}},
       {"bad \xff bytes", {"bad", "bytes"}},
   };
-  for (const Case& c : cases) EXPECT_EQ(WER::normalize(c.text), c.tokens) << c.text;
+  for (const auto& [text, tokens] : cases) EXPECT_EQ(WER::normalize(text), tokens) << text;
 }
 
 TEST(WERTest, ScoresTable) {

@@ -12,6 +12,7 @@ namespace {
 constexpr int kRightAlt = 100;
 
 struct Fixture {
+  test::ScopedLogCapture capture;
   ManualLoop loop;
   InMemoryDefaultsStore defaults;
   AppSettings settings{defaults};
@@ -26,7 +27,6 @@ struct Fixture {
 };
 
 TEST(TalkKeyService, StartListeningPublishesAndLogsAndWarmsUpOnce) {
-  test::ScopedLogCapture capture;
   Fixture f;
   std::vector<bool> published;
   f.service.setListeningObserver([&](bool on) { published.push_back(on); });
@@ -49,7 +49,6 @@ TEST(TalkKeyService, StartListeningPublishesAndLogsAndWarmsUpOnce) {
 }
 
 TEST(TalkKeyService, PauseStopsTheKeyUntilResumed) {
-  test::ScopedLogCapture capture;
   Fixture f;
   f.service.startListening();
   f.service.pause();
@@ -64,7 +63,6 @@ TEST(TalkKeyService, PauseStopsTheKeyUntilResumed) {
 }
 
 TEST(TalkKeyService, VerificationOfAnOlderRegistrationIsSuperseded) {
-  test::ScopedLogCapture capture;
   Fixture f;
   EXPECT_EQ(f.service.registerForInputMonitoring(), 1);
   EXPECT_EQ(f.service.registerForInputMonitoring(), 2);
@@ -95,7 +93,6 @@ TEST(TalkKeyService, ArmWatchdogRetriesEachSecondWithinItsBudget) {
       {"key held: no restart", 1000, true, 3, false},
   };
   for (const auto& c : cases) {
-    test::ScopedLogCapture capture;
     Fixture f;
     f.source.refuse = c.refusedStarts > 0;
     f.service.startListening();
