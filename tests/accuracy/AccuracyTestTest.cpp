@@ -26,9 +26,7 @@ TEST(AccuracyTest, MissedWordsAndTheWeightedOverallScore) {
   }
   // Every error over every reference word: 1 + 3 + 2 errors in 4 + 6 + 1 words.
   const AccuracySummary summary = summarize(scores);
-  EXPECT_EQ(summary.errors, 6);
-  EXPECT_EQ(summary.referenceWords, 11);
-  EXPECT_EQ(summary.phrases, 3);
+  EXPECT_EQ(std::tuple(summary.errors, summary.referenceWords, summary.phrases), std::tuple(6, 11, 3));
   EXPECT_NEAR(summary.accuracyPercent(), 100.0 * 5 / 11, 1e-9);
   EXPECT_EQ((AccuracySummary{5, 2, 1}.accuracyPercent()), 0.0) << "insertions never make it negative";
 }

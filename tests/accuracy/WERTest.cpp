@@ -31,27 +31,22 @@ TEST(WERTest, ScoresTable) {
   struct Case {
     const char* reference;
     const char* hypothesis;
-    std::int64_t s, d, i, hits;
-    std::vector<std::int64_t> missed;
+    WER::Result expected;  // substitutions, deletions, insertions, hits, missed positions
     double rate;
   };
   const Case cases[] = {
-      {"one two three", "", 0, 3, 0, 0, {0, 1, 2}, 1.0},
-      {"", "one two", 0, 0, 2, 0, {}, 1.0},
-      {"", "", 0, 0, 0, 0, {}, 0.0},
-      {"a b c d", "a x c", 1, 1, 0, 2, {1, 3}, 0.5},
-      {"go forward ten meters", "go forward ten meters please", 0, 0, 1, 4, {}, 0.25},
-      {"the cat sat", "the the cat sat", 0, 0, 1, 3, {}, 1.0 / 3},
-      {"a b", "c d e f", 2, 0, 2, 0, {0, 1}, 2.0},
+      {"one two three", "", {0, 3, 0, 0, {0, 1, 2}}, 1.0},
+      {"", "one two", {0, 0, 2, 0, {}}, 1.0},
+      {"", "", {0, 0, 0, 0, {}}, 0.0},
+      {"a b c d", "a x c", {1, 1, 0, 2, {1, 3}}, 0.5},
+      {"go forward ten meters", "go forward ten meters please", {0, 0, 1, 4, {}}, 0.25},
+      {"the cat sat", "the the cat sat", {0, 0, 1, 3, {}}, 1.0 / 3},
+      {"a b", "c d e f", {2, 0, 2, 0, {0, 1}}, 2.0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.reference) + " | " + c.hypothesis);
     WER::Result r = WER::score(c.reference, c.hypothesis);
-    EXPECT_EQ(r.substitutions, c.s);
-    EXPECT_EQ(r.deletions, c.d);
-    EXPECT_EQ(r.insertions, c.i);
-    EXPECT_EQ(r.hits, c.hits);
-    EXPECT_EQ(r.missedReferencePositions, c.missed);
+    EXPECT_EQ(r, c.expected);
     EXPECT_DOUBLE_EQ(r.errorRate(), c.rate);
   }
 }
