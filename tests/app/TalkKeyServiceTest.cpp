@@ -103,9 +103,7 @@ TEST(TalkKeyService, ArmWatchdogRetriesEachSecondWithinItsBudget) {
     do {
       f.source.refuse = f.source.starts.size() < static_cast<size_t>(c.refusedStarts);
     } while (f.loop.advanceToNextTimer());
-    EXPECT_EQ(live, c.live) << c.name;
-    EXPECT_EQ(revoked, !c.live) << c.name;
-    EXPECT_EQ(f.confirmed(), c.live) << c.name;
+    EXPECT_EQ(std::tuple(live, revoked, f.confirmed()), std::tuple(c.live, !c.live, c.live)) << c.name;
     // Held: only the first start; otherwise one start at the beginning and one per failed cycle.
     const size_t starts = c.keyHeld ? 1u : !c.live ? static_cast<size_t>(c.budget) : 1u + c.refusedStarts;
     EXPECT_EQ(f.source.starts.size(), starts) << c.name;

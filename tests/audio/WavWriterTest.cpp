@@ -81,10 +81,8 @@ TEST(WavWriterTest, WritesA16kMono16BitPrivateFileNamedAfterAUuid) {
 
   SF_INFO info{};
   sf_close(sf_open(file.c_str(), SFM_READ, &info));
-  EXPECT_EQ(info.samplerate, 16000);
-  EXPECT_EQ(info.channels, 1);
-  EXPECT_EQ(info.format, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-  EXPECT_EQ(info.frames, 16000);
+  EXPECT_EQ(std::tuple(info.samplerate, info.channels, info.format, info.frames),
+            std::tuple(16000, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000));
 }
 
 TEST(WavWriterTest, ConvertsEachRateToOneThird16kFileKeepingTheSignal) {
