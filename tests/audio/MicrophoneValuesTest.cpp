@@ -41,10 +41,8 @@ TEST(MicrophoneStartupHistoryTest, KeepsTheLastFiveAndTakesTheUpperMedian) {
   for (const Case& c : cases) {
     MicrophoneStartupHistory history;
     for (auto ms : c.recorded) history.record("mic", ms);
-    auto found = history.samples.find("mic");
-    std::vector<std::int64_t> kept =
-        found == history.samples.end() ? std::vector<std::int64_t>{} : found->second;
-    EXPECT_EQ(kept, c.kept);
+    EXPECT_EQ(history.samples.contains("mic") ? history.samples.at("mic") : std::vector<std::int64_t>{},
+              c.kept);
     EXPECT_EQ(history.median("mic"), c.median);
   }
 }

@@ -91,6 +91,7 @@ TEST_F(CliTest, BadArgumentsAndFailedWritesAreErrors) {
       {{"clean", "--level", "loud"}, 2},
       {{"words", "add", "x"}, 2},
       {{"words", "frob"}, 2},
+      {{"record", "--seconds", "abc", "x.wav"}, 2},
       {{"settings", "set", "hotkey", "fn"}, 1},
       {{"words", "add", "a", "b"}, 1},
       {{"words", "remove", "teh"}, 1},
