@@ -133,7 +133,12 @@ void DictationController::beginRecording() {
     return;
   }
 
-  if (recordingUsedDictationEngine_) services_.speech.startStreaming(started.value());
+  if (recordingUsedDictationEngine_) {
+    std::string device = services_.recorder.facts().deviceID;
+    if (device != streamedDevice_ && !streamedDevice_.empty()) services_.speech.inputChanged();
+    streamedDevice_ = device;
+    services_.speech.startStreaming(started.value());
+  }
   recordingStartedAt_ = services_.loop.now();
   setStatus(DictationStatus::recording());
   kLog.info("recording started");

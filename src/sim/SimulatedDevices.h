@@ -96,12 +96,14 @@ class SimulatedSpeech : public SpeechService {
   void startStreaming(std::shared_ptr<LiveBufferStream> buffers) override;
   void finishStreaming(std::function<void(std::optional<std::string>)> done) override;
   void cancelStreaming() override;
+  void inputChanged() override { ++inputChanges_; }
   void transcribe(const std::filesystem::path& file,
                   std::function<void(Result<std::string, SpeechError>)> done) override;
   bool streamingSkippedForQuarantine() const override { return skipped_; }
 
   int openSessions() const { return openSessions_; }
   int transcriptions() const { return transcriptions_; }
+  int inputChanges() const { return inputChanges_; }
 
  private:
   ScriptedAnswer next(std::deque<ScriptedAnswer>& answers);
@@ -112,6 +114,7 @@ class SimulatedSpeech : public SpeechService {
   std::deque<ScriptedAnswer> fileAnswers_;
   int openSessions_ = 0;
   int transcriptions_ = 0;
+  int inputChanges_ = 0;
   bool skipped_ = false;
 };
 

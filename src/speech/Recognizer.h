@@ -38,6 +38,9 @@ class Recognizer {
   virtual Status ensureAssets() = 0;
   // The sample rate the analysis wants its mono float input at; 0 when there is none.
   virtual double analysisSampleRate() const = 0;
+  // The microphone is another one now: whatever was learned about the last one's sound is
+  // forgotten. Any thread.
+  virtual void inputChanged() {}
   // A new analysis; results go to `onResult`, on the thread that feeds or finishes it.
   virtual Result<std::unique_ptr<RecognitionSession>, std::string> makeSession(Mode mode,
                                                                                ResultHandler onResult) = 0;

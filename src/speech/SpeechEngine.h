@@ -40,6 +40,9 @@ class SpeechEngine : public SpeechService {
   void startStreaming(std::shared_ptr<LiveBufferStream> buffers) override;
   void finishStreaming(std::function<void(std::optional<std::string>)> done) override;
   void cancelStreaming() override;
+  void inputChanged() override {
+    if (recognizer_) recognizer_->inputChanged();
+  }
   void transcribe(const std::filesystem::path& file,
                   std::function<void(Result<std::string, SpeechError>)> done) override;
   bool streamingSkippedForQuarantine() const override { return streamingSkippedForQuarantine_; }

@@ -236,6 +236,19 @@ TEST_F(ControllerTest, TranscribingIsShownOnlyOnceTheRunIsInFlight) {
   EXPECT_EQ(inflightWhenTranscribing, std::vector<std::size_t>{1});
 }
 
+TEST_F(ControllerTest, TheRecogniserHearsOfEveryChangeOfMicrophone) {
+  for (const char* device : {"usb", "usb", "headset", "headset", "usb"}) {
+    RecorderFacts facts;
+    facts.deviceID = device;
+    recorder.nextCaptureFacts(facts);
+    controller->keyDown();
+    loop.advance(1s);
+    controller->keyUp();
+    finish();
+  }
+  EXPECT_EQ(speech.inputChanges(), 2);
+}
+
 TEST_F(ControllerTest, DestroyedWithWorkUnderWay) {
   speech.scriptStream(ScriptedAnswer::says("later", 2s));
   press(0ms);

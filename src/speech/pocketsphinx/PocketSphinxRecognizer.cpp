@@ -2,12 +2,14 @@
 
 #include <err.h>
 #include <pocketsphinx.h>
+#include <sphinxbase/cmn.h>
 #include <sphinxbase/fe.h>
 #include <sphinxbase/feat.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <type_traits>
 
 #include "base/Log.h"
 
@@ -16,13 +18,18 @@ namespace {
 
 const Logger kLog("pocketsphinx");
 
+static_assert(std::is_same_v<mfcc_t, float>, "the recogniser keeps cepstra as float");
+
 // The decoder normalises each cepstral coefficient by its mean. Over a whole recording that mean
 // is exact; live, the decoder starts from the model's stock estimate, which is far from most
-// microphones and cost about a third more wrong words on recorded speech. So a streaming session
-// holds its first seconds back, measures their mean and starts the decoder from it; a dictation
-// that ends sooner is analysed whole, exactly as a file would be.
+// microphones and cost about a third more wrong words on recorded speech. So the first streaming
+// session on a microphone holds its first seconds back, measures their mean and starts the decoder
+// from it (a dictation that ends sooner is analysed whole, exactly as a file would be); later
+// sessions start at once from what the earlier ones learned.
 constexpr double kLookAheadSeconds = 3.0;
 constexpr std::size_t kLiveChunk = 320;  // 20 ms
+// Less audio than this says more about the room than about the microphone.
+constexpr std::size_t kLearnFromSamples = static_cast<std::size_t>(PocketSphinxRecognizer::kSampleRate);
 
 std::vector<int16> toPcm16(std::span<const float> samples) {
   std::vector<int16> pcm(samples.size());
@@ -37,7 +44,15 @@ class PocketSphinxSession : public RecognitionSession {
  public:
   PocketSphinxSession(PocketSphinxRecognizer& owner, ps_decoder_t* decoder, Recognizer::Mode mode,
                       Recognizer::ResultHandler onResult)
-      : owner_(owner), decoder_(decoder), mode_(mode), onResult_(std::move(onResult)) {}
+      : owner_(owner), decoder_(decoder), mode_(mode), onResult_(std::move(onResult)) {
+    if (mode_ == Recognizer::Mode::file) return;
+    auto [known, microphone] = owner_.microphoneMean();
+    microphone_ = microphone;
+    if (known) {
+      mean_ = std::move(*known);
+      holding_ = false;
+    }
+  }
 
   ~PocketSphinxSession() override {
     if (started_) ps_end_utt(decoder_);
@@ -47,10 +62,12 @@ class PocketSphinxSession : public RecognitionSession {
   Status start() {
     if (ps_start_utt(decoder_) < 0) return Status::error("pocketsphinx could not start an utterance");
     started_ = true;
+    if (!mean_.empty()) cmn_live_set(ps_get_feat(decoder_)->cmn_struct, mean_.data());
     return Status::ok();
   }
 
   Status feed(std::span<const float> samples) override {
+    fed_ += samples.size();
     if (holding_) {
       pending_.insert(pending_.end(), samples.begin(), samples.end());
       if (mode_ == Recognizer::Mode::file ||
@@ -59,13 +76,15 @@ class PocketSphinxSession : public RecognitionSession {
       holding_ = false;
       auto pcm = toPcm16(pending_);
       pending_ = {};
-      startNormalisationAt(pcm);
+      mean_ = meanOf(pcm);
+      if (!mean_.empty()) cmn_live_set(ps_get_feat(decoder_)->cmn_struct, mean_.data());
       return process(pcm, false);
     }
     return process(toPcm16(samples), false);
   }
 
   Status finish() override {
+    bool live = !holding_;
     if (holding_ && !pending_.empty()) {
       // The whole recording at once lets the decoder normalise over all of it.
       auto pcm = toPcm16(pending_);
@@ -73,10 +92,18 @@ class PocketSphinxSession : public RecognitionSession {
       // A live session before this one may have switched the decoder to live normalisation.
       ps_get_feat(decoder_)->cmn = cmn_type_from_str(cmd_ln_str_r(ps_get_config(decoder_), "-cmn"));
       if (Status status = process(pcm, true); !status) return status;
+      if (mode_ == Recognizer::Mode::streaming && fed_ >= kLearnFromSamples) mean_ = meanOf(pcm);
     }
     holding_ = false;
     started_ = false;
     if (ps_end_utt(decoder_) < 0) return Status::error("pocketsphinx could not end the utterance");
+    if (live && fed_ >= kLearnFromSamples) {
+      // The decoder's running estimate: the carried one, moved towards this dictation's audio.
+      mean_.assign(static_cast<std::size_t>(ps_get_feat(decoder_)->cmn_struct->veclen), 0);
+      cmn_live_get(ps_get_feat(decoder_)->cmn_struct, mean_.data());
+    }
+    if (mode_ == Recognizer::Mode::streaming && fed_ >= kLearnFromSamples && !mean_.empty())
+      owner_.learnMicrophone(mean_, microphone_);
     int32 score = 0;
     const char* hypothesis = ps_get_hyp(decoder_, &score);
     if (hypothesis && *hypothesis) onResult_(hypothesis);
@@ -93,20 +120,26 @@ class PocketSphinxSession : public RecognitionSession {
     }
     // Live, the library takes a microphone's buffers: a long stretch in one call after a
     // whole-recording analysis on the same decoder overruns its live normalisation.
+    cmn_t* cmn = ps_get_feat(decoder_)->cmn_struct;
     for (std::size_t at = 0; at < pcm.size(); at += kLiveChunk) {
       std::size_t count = std::min(kLiveChunk, pcm.size() - at);
       if (ps_process_raw(decoder_, pcm.data() + at, count, FALSE, FALSE) < 0)
         return Status::error("pocketsphinx could not process audio");
+      // The library moves its estimate only every few seconds; following the running mean
+      // frame by frame brought the live words within a word of the whole recording's.
+      if (cmn->nframe > 0)
+        for (int c = 0; c < cmn->veclen; ++c)
+          cmn->cmn_mean[c] = cmn->sum[c] / static_cast<mfcc_t>(cmn->nframe);
     }
     return Status::ok();
   }
 
-  // Starts the live normalisation from the mean of `pcm`'s frames, measured by a front end of its
-  // own so the decoder's stays untouched. Frames of digital silence are left out, as live
+  // The mean of `pcm`'s frames, measured by a front end of its own so the decoder's stays
+  // untouched; empty when there is none. Frames of digital silence are left out, as live
   // normalisation leaves them out.
-  void startNormalisationAt(const std::vector<int16>& pcm) {
+  std::vector<mfcc_t> meanOf(const std::vector<int16>& pcm) {
     fe_t* fe = fe_init_auto_r(ps_get_config(decoder_));
-    if (!fe) return;
+    if (!fe) return {};
     int width = fe_get_output_size(fe);
     fe_start_utt(fe);
     const int16* in = pcm.data();
@@ -129,10 +162,10 @@ class PocketSphinxSession : public RecognitionSession {
         sum[static_cast<std::size_t>(c)] += rows[static_cast<std::size_t>(f)][c];
       ++counted;
     }
-    if (counted == 0) return;
+    if (counted == 0) return {};
     std::vector<mfcc_t> mean(sum.size());
     for (std::size_t c = 0; c < sum.size(); ++c) mean[c] = static_cast<mfcc_t>(sum[c] / counted);
-    cmn_live_set(ps_get_feat(decoder_)->cmn_struct, mean.data());
+    return mean;
   }
 
   PocketSphinxRecognizer& owner_;
@@ -142,6 +175,9 @@ class PocketSphinxSession : public RecognitionSession {
   bool started_ = false;
   bool holding_ = true;  // audio waits in `pending_` until the normalisation can be estimated
   std::vector<float> pending_;
+  std::size_t fed_ = 0;
+  int microphone_ = 0;
+  std::vector<mfcc_t> mean_;  // where the live normalisation starts; empty: the model's stock estimate
 };
 
 }  // namespace
@@ -166,10 +202,11 @@ ps_decoder_t* PocketSphinxRecognizer::makeDecoder() {
   std::string dict = (directory_ / "cmudict-en-us.dict").string();
   cmd_ln_t* config = cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", hmm.c_str(), "-lm", lm.c_str(), "-dict",
                                  dict.c_str(), "-logfn", "/dev/null",
-                                 // The second pass runs at the end over the whole utterance, so
-                                 // key-up would wait longer the longer one spoke; it did not
-                                 // lower the error rate on recorded speech.
-                                 "-fwdflat", "no", nullptr);
+                                 // The later passes run at the end over the whole utterance, so
+                                 // key-up would wait longer the longer one spoke; on recorded
+                                 // speech the flat pass did not lower the error rate and the
+                                 // lattice's best path raised it.
+                                 "-fwdflat", "no", "-bestpath", "no", nullptr);
   if (!config) return nullptr;
   ps_decoder_t* decoder = ps_init(config);
   cmd_ln_free_r(config);
@@ -202,6 +239,27 @@ ps_decoder_t* PocketSphinxRecognizer::acquireDecoder() {
     }
   }
   return makeDecoder();
+}
+
+std::pair<std::optional<std::vector<float>>, int> PocketSphinxRecognizer::microphoneMean() {
+  std::lock_guard lock(mutex_);
+  return {microphoneMean_, microphone_};
+}
+
+void PocketSphinxRecognizer::learnMicrophone(std::vector<float> mean, int microphone) {
+  std::lock_guard lock(mutex_);
+  if (microphone == microphone_) microphoneMean_ = std::move(mean);
+}
+
+void PocketSphinxRecognizer::inputChanged() {
+  std::lock_guard lock(mutex_);
+  microphoneMean_.reset();
+  ++microphone_;
+}
+
+bool PocketSphinxRecognizer::knowsMicrophone() {
+  std::lock_guard lock(mutex_);
+  return microphoneMean_.has_value();
 }
 
 void PocketSphinxRecognizer::releaseDecoder(ps_decoder_t* decoder) {

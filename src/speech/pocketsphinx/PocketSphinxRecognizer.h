@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "speech/Recognizer.h"
@@ -32,9 +33,20 @@ class PocketSphinxRecognizer : public Recognizer {
   Result<std::unique_ptr<RecognitionSession>, std::string> makeSession(Mode mode,
                                                                        ResultHandler onResult) override;
 
+  // Forgets what the streaming sessions learned about the microphone's sound, so the next one
+  // measures it afresh.
+  void inputChanged() override;
+  // A streaming session has taught the recogniser the microphone's sound: the next one starts
+  // decoding at once instead of holding its first seconds back.
+  bool knowsMicrophone();
+
   // Decoders are costly to make (the model is loaded into each), so finished ones are kept.
   ps_decoder_s* acquireDecoder();
   void releaseDecoder(ps_decoder_s* decoder);
+  // The mean cepstrum the last streaming sessions measured, if any, and the microphone's number:
+  // a session that began on an earlier microphone teaches nothing.
+  std::pair<std::optional<std::vector<float>>, int> microphoneMean();
+  void learnMicrophone(std::vector<float> mean, int microphone);
 
  private:
   ps_decoder_s* makeDecoder();
@@ -43,6 +55,8 @@ class PocketSphinxRecognizer : public Recognizer {
   std::mutex mutex_;
   bool ready_ = false;
   std::vector<ps_decoder_s*> idle_;
+  std::optional<std::vector<float>> microphoneMean_;
+  int microphone_ = 0;
 };
 
 }  // namespace murvelo

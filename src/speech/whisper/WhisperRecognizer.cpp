@@ -93,9 +93,8 @@ class WhisperSession : public RecognitionSession {
     if (!error_.empty()) return Status::error(error_);
     // Silence and steady noise give no text, whatever the model would make of them.
     if (!SpeechActivity::hasSpeech(audio_, WhisperRecognizer::kSampleRate)) return Status::ok();
-    // Capture has ended, so the last pieces may have the core that was left to it.
     while (auto piece = cutter_.next(audio_, true)) {
-      if (Status status = decodeCopy(copyOf(*piece), owner_.finishingThreads()); !status) return status;
+      if (Status status = decodeCopy(copyOf(*piece)); !status) return status;
     }
     for (const auto& piece : pieces_) onResult_(piece);
     return Status::ok();
@@ -118,13 +117,13 @@ class WhisperSession : public RecognitionSession {
     return text;
   }
 
-  Status decodeCopy(std::vector<float> piece, int threads) {
+  Status decodeCopy(std::vector<float> piece) {
     if (piece.size() < static_cast<std::size_t>(0.05 * WhisperRecognizer::kSampleRate) || silent(piece))
       return Status::ok();
     auto minimum = static_cast<std::size_t>(kMinDecodeSeconds * WhisperRecognizer::kSampleRate);
     if (piece.size() < minimum) piece.resize(minimum, 0.0f);
     std::string text;
-    if (Status status = owner_.decode(state_, piece, threads, &abort_, prompt(), text); !status) return status;
+    if (Status status = owner_.decode(state_, piece, &abort_, prompt(), text); !status) return status;
     pieces_.push_back(std::move(text));
     return Status::ok();
   }
@@ -142,7 +141,7 @@ class WhisperSession : public RecognitionSession {
       if (!piece) continue;
       std::vector<float> copy = copyOf(*piece);
       lock.unlock();
-      Status status = decodeCopy(std::move(copy), owner_.threads());
+      Status status = decodeCopy(std::move(copy));
       lock.lock();
       if (!status) {
         error_ = status.message();
@@ -168,23 +167,13 @@ class WhisperSession : public RecognitionSession {
 
 }  // namespace
 
-namespace {
-int forcedThreads() {
-  const char* forced = std::getenv("MURVELO_WHISPER_THREADS");
-  int threads = forced ? std::atoi(forced) : 0;
-  return threads > 0 ? std::min(threads, 64) : 0;
-}
-}  // namespace
-
 int WhisperRecognizer::defaultThreads() {
-  if (int forced = forcedThreads()) return forced;
+  if (const char* forced = std::getenv("MURVELO_WHISPER_THREADS")) {
+    int threads = std::atoi(forced);
+    if (threads > 0) return std::min(threads, 64);
+  }
   int cores = static_cast<int>(std::thread::hardware_concurrency());
   return std::max(1, cores - 1);
-}
-
-int WhisperRecognizer::finishingThreads() const {
-  if (forcedThreads()) return threads_;
-  return std::max(threads_, static_cast<int>(std::thread::hardware_concurrency()));
 }
 
 WhisperRecognizer::WhisperRecognizer(std::filesystem::path model, int threads)
@@ -260,11 +249,11 @@ void WhisperRecognizer::setPieceObserver(std::function<void(std::size_t, std::si
   pieceObserver_ = std::move(observer);
 }
 
-Status WhisperRecognizer::decode(whisper_state* state, std::span<const float> samples, int threads,
+Status WhisperRecognizer::decode(whisper_state* state, std::span<const float> samples,
                                  const std::atomic<bool>* abort, const std::string& prompt,
                                  std::string& text) {
   whisper_full_params params = whisper_full_default_params(WHISPER_SAMPLING_GREEDY);
-  params.n_threads = threads;
+  params.n_threads = threads_;
   params.language = "en";
   params.detect_language = false;
   params.translate = false;

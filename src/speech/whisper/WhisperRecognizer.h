@@ -26,9 +26,6 @@ class WhisperRecognizer : public Recognizer {
 
   // Threads: $MURVELO_WHISPER_THREADS, else one less than the machine's cores (at least one).
   static int defaultThreads();
-  // After key-up nothing else needs the CPU: every core, unless the variable sets a number.
-  int finishingThreads() const;
-  int threads() const { return threads_; }
 
   WhisperRecognizer(std::filesystem::path model, int threads);
   ~WhisperRecognizer() override;
@@ -44,9 +41,9 @@ class WhisperRecognizer : public Recognizer {
 
   const std::filesystem::path& model() const { return model_; }
 
-  // Decodes one piece of audio on `state` with `threads` after `prompt` (the text before it);
-  // `abort` stops it early when it turns true.
-  Status decode(whisper_state* state, std::span<const float> samples, int threads, const std::atomic<bool>* abort,
+  // Decodes one piece of audio on `state` after `prompt` (the text before it); `abort` stops it
+  // early when it turns true.
+  Status decode(whisper_state* state, std::span<const float> samples, const std::atomic<bool>* abort,
                 const std::string& prompt, std::string& text);
   // Told the sample range of every piece a session cuts (for the check that pieces neither
   // overlap nor leave gaps).
