@@ -73,9 +73,8 @@ TEST(WavWriterTest, WritesA16kMono16BitPrivateFileNamedAfterAUuid) {
   auto file = *written.value();
   EXPECT_EQ(file.parent_path(), dir.path());
   std::string name = file.filename().string();
-  ASSERT_EQ(name.substr(0, 4), "qlx-");
-  ASSERT_EQ(name.substr(name.size() - 4), ".wav");
-  EXPECT_TRUE(isUuid(name.substr(4, name.size() - 8))) << name;
+  EXPECT_TRUE(name.starts_with("qlx-") && name.ends_with(".wav") && isUuid(name.substr(4, name.size() - 8)))
+      << name;
   EXPECT_EQ(std::filesystem::status(file).permissions() & std::filesystem::perms::all,
             std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 
