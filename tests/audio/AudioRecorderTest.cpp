@@ -199,8 +199,7 @@ TEST_F(AudioRecorderTest, StartWithinTheCaptureTailKeepsTheSessionRunning) {
   loop.advance(100ms);
   auto stream = startOK();
   loop.advance(1s);
-  EXPECT_EQ(session.stops.load(), 0);
-  EXPECT_TRUE(session.isRunning());
+  EXPECT_EQ(std::pair(session.stops.load(), session.isRunning()), std::pair(0, true));
   session.deliver({0.2f});
   EXPECT_EQ(recorder.stop().buffers.size(), 1u);
 }
@@ -263,8 +262,7 @@ TEST_F(AudioRecorderTest, PendingInvalidationIsCarriedOutByTheNextStart) {
   recorder.invalidate("system wake");
   recorder.stop();  // no session stop follows
   auto stream = startOK();
-  EXPECT_EQ(session.teardowns, 1);
-  EXPECT_EQ(session.configures, 2);
+  EXPECT_EQ(std::pair(session.teardowns, session.configures), std::pair(1, 2));
 }
 
 }  // namespace
