@@ -48,7 +48,7 @@ class SpeechEngineTest : public ::testing::Test {
   Answer finish(SpeechEngine& target, std::chrono::milliseconds wait = {}) {
     Answer answer;
     target.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
-    loop.advance(wait);
+    if (wait.count() > 0) loop.advance(wait);
     EXPECT_TRUE(test::pumpUntil(loop, [&] { return answer.has_value(); }));
     return answer;
   }
