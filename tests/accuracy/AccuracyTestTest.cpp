@@ -26,9 +26,7 @@ TEST(AccuracyTest, MissedWordsAndTheWeightedOverallScore) {
   }
   // Every error over every reference word: 1 + 3 + 2 errors in 4 + 6 + 1 words.
   const AccuracySummary summary = summarize(scores);
-  EXPECT_EQ(summary.errors, 6);
-  EXPECT_EQ(summary.referenceWords, 11);
-  EXPECT_EQ(summary.phrases, 3);
+  EXPECT_EQ(std::tuple(summary.errors, summary.referenceWords, summary.phrases), std::tuple(6, 11, 3));
   EXPECT_NEAR(summary.accuracyPercent(), 100.0 * 5 / 11, 1e-9);
   EXPECT_EQ((AccuracySummary{5, 2, 1}.accuracyPercent()), 0.0) << "insertions never make it negative";
 }
@@ -48,15 +46,14 @@ TEST(AccuracyTest, ProgressKeepsFourteenDaysOfFiguresOnly) {
   ASSERT_EQ(progress.entries().size(), 2u);
   EXPECT_EQ(progress.entries()[0].errors, 1) << "newest first";
 
-  struct Case {
-    std::chrono::seconds later;  // after the second test
-    std::size_t kept;
-  };
-  // The first test is 14 days old at 13 days after the second, and a second older after that.
-  for (const Case& c : {Case{13 * 24h, 2}, Case{13 * 24h + 1s, 1}, Case{14 * 24h + 1s, 0}}) {
-    AccuracyProgress later(defaults, [&] { return now + c.later; });
+  // Time after the second test, and the results kept: the first test is 14 days old at 13 days
+  // after the second, and a second older after that.
+  const std::pair<std::chrono::seconds, std::size_t> cases[] = {
+      {13 * 24h, 2}, {13 * 24h + 1s, 1}, {14 * 24h + 1s, 0}};
+  for (const auto& [after, kept] : cases) {
+    AccuracyProgress later(defaults, [&] { return now + after; });
     later.load();
-    EXPECT_EQ(later.entries().size(), c.kept) << c.later.count();
+    EXPECT_EQ(later.entries().size(), kept) << after.count();
   }
   EXPECT_EQ(defaults.data(AccuracyProgress::kKey)->size(), 2u) << "dropping old results is saved: []";
 

@@ -10,11 +10,7 @@ namespace {
 using Tokens = std::vector<WER::Token>;
 
 TEST(WERTest, NormalisationTable) {
-  struct Case {
-    const char* text;
-    Tokens tokens;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, Tokens> cases[] = {
       {"It's $1,200.50!", {"its", "1200", "dollars", "50", "cents"}},
       {"$12.05", {"12", "dollars", "5", "cents"}},
       {"$12.00 and $12", {"12", "dollars", "and", "12", "dollars"}},
@@ -28,34 +24,29 @@ TEST(WERTest, NormalisationTable) {
       {"", {}},
       {"bad \xff bytes", {"bad", "bytes"}},
   };
-  for (const Case& c : cases) EXPECT_EQ(WER::normalize(c.text), c.tokens) << c.text;
+  for (const auto& [text, tokens] : cases) EXPECT_EQ(WER::normalize(text), tokens) << text;
 }
 
 TEST(WERTest, ScoresTable) {
   struct Case {
     const char* reference;
     const char* hypothesis;
-    std::int64_t s, d, i, hits;
-    std::vector<std::int64_t> missed;
+    WER::Result expected;  // substitutions, deletions, insertions, hits, missed positions
     double rate;
   };
   const Case cases[] = {
-      {"one two three", "", 0, 3, 0, 0, {0, 1, 2}, 1.0},
-      {"", "one two", 0, 0, 2, 0, {}, 1.0},
-      {"", "", 0, 0, 0, 0, {}, 0.0},
-      {"a b c d", "a x c", 1, 1, 0, 2, {1, 3}, 0.5},
-      {"go forward ten meters", "go forward ten meters please", 0, 0, 1, 4, {}, 0.25},
-      {"the cat sat", "the the cat sat", 0, 0, 1, 3, {}, 1.0 / 3},
-      {"a b", "c d e f", 2, 0, 2, 0, {0, 1}, 2.0},
+      {"one two three", "", {0, 3, 0, 0, {0, 1, 2}}, 1.0},
+      {"", "one two", {0, 0, 2, 0, {}}, 1.0},
+      {"", "", {0, 0, 0, 0, {}}, 0.0},
+      {"a b c d", "a x c", {1, 1, 0, 2, {1, 3}}, 0.5},
+      {"go forward ten meters", "go forward ten meters please", {0, 0, 1, 4, {}}, 0.25},
+      {"the cat sat", "the the cat sat", {0, 0, 1, 3, {}}, 1.0 / 3},
+      {"a b", "c d e f", {2, 0, 2, 0, {0, 1}}, 2.0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.reference) + " | " + c.hypothesis);
     WER::Result r = WER::score(c.reference, c.hypothesis);
-    EXPECT_EQ(r.substitutions, c.s);
-    EXPECT_EQ(r.deletions, c.d);
-    EXPECT_EQ(r.insertions, c.i);
-    EXPECT_EQ(r.hits, c.hits);
-    EXPECT_EQ(r.missedReferencePositions, c.missed);
+    EXPECT_EQ(r, c.expected);
     EXPECT_DOUBLE_EQ(r.errorRate(), c.rate);
   }
 }

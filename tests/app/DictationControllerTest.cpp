@@ -76,6 +76,13 @@ class ControllerTest : public ::testing::Test {
     while (loop.advanceToNextTimer()) {
     }
   }
+  // One whole dictation from now: the key held for `hold`, then everything it started run out.
+  void dictate(std::chrono::milliseconds hold = 1000ms) {
+    const auto from = std::chrono::duration_cast<std::chrono::milliseconds>(loop.now() - start);
+    press(from);
+    release(from + hold);
+    finish();
+  }
   bool hasLog(const std::string& message) const { return logs.sink().has(message); }
   AppSettings& settings() { return app->settings(); }
   HistoryStore& history() { return app->history(); }
@@ -125,9 +132,7 @@ TEST_F(ControllerTest, RunResetWhileReadingTheCursorIsAbandonedBeforeInsert) {
   SlowCursor slow(loop);
   make(&slow);
   speech.scriptStream(ScriptedAnswer::says("words", 100ms));
-  press(0ms);
-  release(1000ms);
-  finish();
+  dictate();
   EXPECT_TRUE(hasLog("run 1 abandoned pre-insert"));
   EXPECT_TRUE(inserter.deliveries().empty());
   EXPECT_TRUE(history().items().empty());
@@ -150,10 +155,7 @@ TEST_F(ControllerTest, DeliveredTextSpacing) {
     cleaner.answer = c.cleaned;
     cursor.preceding = c.beforeCursor;
     speech.scriptStream(ScriptedAnswer::says("anything", 10ms));
-    controller->keyDown();
-    loop.advance(1s);
-    controller->keyUp();
-    finish();
+    dictate();
     ASSERT_FALSE(inserter.deliveries().empty());
     EXPECT_EQ(inserter.deliveries().back().text, c.delivered) << testing::PrintToString(c.cleaned);
   }
@@ -187,9 +189,7 @@ TEST_F(ControllerTest, CleanupGetsTheLevelAndTheSentenceStart) {
 TEST_F(ControllerTest, WithoutStreamingTheFileIsTheOnlySource) {
   settings().setUseDictationEngine(false);
   speech.scriptFile(ScriptedAnswer::says("file words", 100ms));
-  press(0ms);
-  release(1000ms);
-  finish();
+  dictate();
   EXPECT_EQ(speech.openSessions(), 0);
   ASSERT_EQ(inserter.deliveries().size(), 1u);
   EXPECT_EQ(inserter.deliveries()[0].text, "file words ");
@@ -198,9 +198,7 @@ TEST_F(ControllerTest, WithoutStreamingTheFileIsTheOnlySource) {
 TEST_F(ControllerTest, HistoryItemOfADeliveredRun) {
   settings().setCleanupLevel(CleanupLevel::format);
   speech.scriptStream(ScriptedAnswer::says("three little words", 400ms));
-  press(0ms);
-  release(1500ms);
-  finish();
+  dictate(1500ms);
   ASSERT_EQ(history().items().size(), 1u);
   const auto& item = history().items().front();
   EXPECT_DOUBLE_EQ(*item.speechSeconds, 1.5);
@@ -234,9 +232,7 @@ TEST_F(ControllerTest, TranscribingIsShownOnlyOnceTheRunIsInFlight) {
     if (status.is(SK::transcribing)) inflightWhenTranscribing.push_back(controller->inflightRuns().size());
   });
   speech.scriptStream(ScriptedAnswer::says("a", 10ms));
-  press(0ms);
-  release(1000ms);
-  finish();
+  dictate();
   EXPECT_EQ(inflightWhenTranscribing, std::vector<std::size_t>{1});
 }
 

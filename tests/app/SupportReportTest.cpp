@@ -11,22 +11,18 @@ namespace murvelo {
 namespace {
 
 TEST(SupportReport, SessionType) {
-  struct Case {
-    std::map<std::string, std::string> env;
-    const char* type;
-  };
-  const Case cases[] = {
+  const std::pair<std::map<std::string, std::string>, const char*> cases[] = {
       {{{"XDG_SESSION_TYPE", "x11"}, {"DISPLAY", ":0"}}, "x11"},
       {{{"XDG_SESSION_TYPE", "wayland"}, {"WAYLAND_DISPLAY", "wayland-0"}}, "wayland"},
       {{{"WAYLAND_DISPLAY", "wayland-0"}, {"DISPLAY", ":0"}}, "wayland (with XWayland)"},
       {{}, "none (no display)"},
   };
-  for (const auto& c : cases) {
+  for (const auto& [vars, type] : cases) {
     auto env = [&](const char* name) -> const char* {
-      auto found = c.env.find(name);
-      return found == c.env.end() ? nullptr : found->second.c_str();
+      auto found = vars.find(name);
+      return found == vars.end() ? nullptr : found->second.c_str();
     };
-    EXPECT_EQ(SupportReport::sessionType(env), c.type);
+    EXPECT_EQ(SupportReport::sessionType(env), type);
   }
 }
 

@@ -71,14 +71,11 @@ TEST_F(AudioCliTest, RecordCapturesWritesTheFileAndFeedsTheStartupHistory) {
   }
 }
 
-TEST_F(AudioCliTest, NoServerAndBadArguments) {
+// Bad arguments: the command line's own test.
+TEST_F(AudioCliTest, NoServerIsAnError) {
   std::string nowhere = "unix:" + (home / "no-socket").string();
   EXPECT_EQ(run({"devices"}, nowhere).exitCode, 1);
   EXPECT_EQ(run({"record", "--seconds", "1", (home / "x.wav").string()}, nowhere).exitCode, 1);
-  // Other bad arguments: the command line's own test.
-  auto bad = run({"record", "--seconds", "abc", "x.wav"});
-  EXPECT_EQ(bad.exitCode, 2);
-  EXPECT_NE(bad.err.find("usage: murvelo-cli record"), std::string::npos);
 }
 
 }  // namespace

@@ -120,9 +120,8 @@ TEST_F(AudioRecorderTest, LeadingExactZerosAreDroppedQuietNoiseAndLaterSilenceAr
   EXPECT_EQ(firstAudio, 1);
 
   auto facts = recorder.facts();
-  EXPECT_EQ(facts.droppedZeroMs, 20);
-  EXPECT_EQ(facts.micLiveMs, 120);
-  EXPECT_EQ(facts.micModeAtCapture, "voiceIsolation");
+  EXPECT_EQ(std::tuple(facts.droppedZeroMs, facts.micLiveMs, facts.micModeAtCapture),
+            std::tuple(20, 120, "voiceIsolation"));
   // The level of the last buffer, and the peak of the capture: rms = sqrt((0.09 + 0.16) / 2).
   EXPECT_EQ(facts.recentRMS, 0.0f);
   EXPECT_NEAR(facts.peakRMS, std::sqrt(0.125f), 1e-6);
@@ -160,9 +159,7 @@ TEST_F(AudioRecorderTest, LiveStreamCarriesTheSameBuffersAndEndsAtStop) {
   while (stream->next(next, 0ms) == LiveBufferStream::Wait::buffer) streamed.push_back(next);
   EXPECT_TRUE(stream->isFinished());
   ASSERT_EQ(streamed.size(), 2u);
-  ASSERT_EQ(audio.buffers.size(), 2u);
-  EXPECT_EQ(streamed[0].get(), audio.buffers[0].get());  // the same object, not a copy
-  EXPECT_EQ(streamed[1].get(), audio.buffers[1].get());
+  EXPECT_EQ(streamed, audio.buffers);  // the same objects, not copies
   EXPECT_EQ(recorder.stop().buffers.size(), 2u);
 
   // A start closes a capture that is still open.
@@ -202,8 +199,7 @@ TEST_F(AudioRecorderTest, StartWithinTheCaptureTailKeepsTheSessionRunning) {
   loop.advance(100ms);
   auto stream = startOK();
   loop.advance(1s);
-  EXPECT_EQ(session.stops.load(), 0);
-  EXPECT_TRUE(session.isRunning());
+  EXPECT_EQ(std::pair(session.stops.load(), session.isRunning()), std::pair(0, true));
   session.deliver({0.2f});
   EXPECT_EQ(recorder.stop().buffers.size(), 1u);
 }
@@ -266,8 +262,7 @@ TEST_F(AudioRecorderTest, PendingInvalidationIsCarriedOutByTheNextStart) {
   recorder.invalidate("system wake");
   recorder.stop();  // no session stop follows
   auto stream = startOK();
-  EXPECT_EQ(session.teardowns, 1);
-  EXPECT_EQ(session.configures, 2);
+  EXPECT_EQ(std::pair(session.teardowns, session.configures), std::pair(1, 2));
 }
 
 }  // namespace

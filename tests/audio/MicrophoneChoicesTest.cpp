@@ -29,9 +29,8 @@ TEST(MicrophoneChoices, MenuHintsAndNotesFollowTheDevicesPresent) {
   EXPECT_EQ(choices.entries[1].hint, MicrophoneChoices::kNoTimes) << "the default is the headset";
 
   auto none = listMicrophoneChoices({}, MicrophoneSelection::systemDefault(), history);
-  EXPECT_EQ(none.entries.size(), 2u);
-  EXPECT_EQ(none.selected, 1u);
-  EXPECT_EQ(none.note, MicrophoneChoices::kNoInputs);
+  EXPECT_EQ(std::tuple(none.entries.size(), none.selected, none.note),
+            std::tuple(2u, 1u, MicrophoneChoices::kNoInputs));
 }
 
 TEST(InputLevel, MeterReadsRmsOnASixtyDecibelScale) {

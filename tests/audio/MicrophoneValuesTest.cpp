@@ -7,11 +7,7 @@ namespace murvelo {
 namespace {
 
 TEST(MicrophoneSelectionTest, ParsesExactlyTheThreeStoredForms) {
-  struct Case {
-    const char* stored;
-    std::optional<MicrophoneSelection> expected;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, std::optional<MicrophoneSelection>> cases[] = {
       {"built-in", MicrophoneSelection::builtIn()},
       {"system", MicrophoneSelection::systemDefault()},
       {"device:x", MicrophoneSelection::device("x")},
@@ -20,10 +16,10 @@ TEST(MicrophoneSelectionTest, ParsesExactlyTheThreeStoredForms) {
       {"Built-in", std::nullopt},
       {"", std::nullopt},
   };
-  for (const Case& c : cases) {
-    EXPECT_EQ(MicrophoneSelection::fromStoredString(c.stored), c.expected) << c.stored;
-    if (c.expected) {
-      EXPECT_EQ(c.expected->storedString(), c.stored);
+  for (const auto& [stored, expected] : cases) {
+    EXPECT_EQ(MicrophoneSelection::fromStoredString(stored), expected) << stored;
+    if (expected) {
+      EXPECT_EQ(expected->storedString(), stored);
     }
   }
 }
@@ -45,10 +41,8 @@ TEST(MicrophoneStartupHistoryTest, KeepsTheLastFiveAndTakesTheUpperMedian) {
   for (const Case& c : cases) {
     MicrophoneStartupHistory history;
     for (auto ms : c.recorded) history.record("mic", ms);
-    auto found = history.samples.find("mic");
-    std::vector<std::int64_t> kept =
-        found == history.samples.end() ? std::vector<std::int64_t>{} : found->second;
-    EXPECT_EQ(kept, c.kept);
+    EXPECT_EQ(history.samples.contains("mic") ? history.samples.at("mic") : std::vector<std::int64_t>{},
+              c.kept);
     EXPECT_EQ(history.median("mic"), c.median);
   }
 }

@@ -11,15 +11,13 @@ namespace murvelo {
 namespace {
 
 TEST(Base64Test, RoundTripsAndRejectsMalformedText) {
-  struct Case {
-    std::string bytes;
-    std::string text;
-  };
-  for (const Case& c : {Case{"", ""}, Case{"f", "Zg=="}, Case{"fo", "Zm8="}, Case{"foo", "Zm9v"},
-                        Case{"foobar", "Zm9vYmFy"}, Case{std::string("\0\xff", 2), "AP8="}}) {
-    std::vector<std::uint8_t> bytes(c.bytes.begin(), c.bytes.end());
-    EXPECT_EQ(base64Encode(bytes), c.text);
-    EXPECT_EQ(base64Decode(c.text), bytes);
+  const std::pair<std::string, std::string> cases[] = {
+      {"", ""},        {"f", "Zg=="},          {"fo", "Zm8="},
+      {"foo", "Zm9v"}, {"foobar", "Zm9vYmFy"}, {std::string("\0\xff", 2), "AP8="}};
+  for (const auto& [raw, text] : cases) {
+    std::vector<std::uint8_t> bytes(raw.begin(), raw.end());
+    EXPECT_EQ(base64Encode(bytes), text);
+    EXPECT_EQ(base64Decode(text), bytes);
   }
   for (const char* bad : {"Zg=", "Z===", "Zg=a", "Zm9v!A==", "=Zm9"}) EXPECT_FALSE(base64Decode(bad)) << bad;
 }
@@ -36,14 +34,10 @@ TEST(UuidTest, RandomVersionFourUuidsAreWellFormedAndDistinct) {
 }
 
 TEST(TextTrimTest, TrimsUnicodeSpaceAndLineBreaksOnly) {
-  struct Case {
-    const char* in;
-    const char* out;
-  };
-  for (const Case& c : {Case{"  hello \n", "hello"}, Case{"\t\r\n", ""}, Case{"\u00a0x\u2028", "x"},
-                        Case{"\u3000 a b \u2003", "a b"}, Case{"\xff ", "\xff"}, Case{"", ""}}) {
-    EXPECT_EQ(trimWhitespaceAndNewlines(c.in), c.out) << c.in;
-  }
+  const std::pair<const char*, const char*> cases[] = {{"  hello \n", "hello"}, {"\t\r\n", ""},
+                                                       {"\u00a0x\u2028", "x"},  {"\u3000 a b \u2003", "a b"},
+                                                       {"\xff ", "\xff"},       {"", ""}};
+  for (const auto& [in, out] : cases) EXPECT_EQ(trimWhitespaceAndNewlines(in), out) << in;
 }
 
 TEST(DiagnosticsTest, KeepsOnlyTheNewestEvents) {

@@ -27,7 +27,7 @@ class CleanupStepTest : public ::testing::Test {
   CorrectionsDictionary dictionary_{store_};
 };
 
-TEST_F(CleanupStepTest, FormatLevelsUseTheEngineAndItsOutcome) {
+TEST_F(CleanupStepTest, FormatLevelsUseTheEngineAndItsOutcomeAndWithoutOneTheTextIsUnchanged) {
   FakeFormat engine;
   const CleanupStep step(&engine, dictionary_);
   engine.answer = {"Hello.\n\nBye.", {{"explicit-topic-break", "a", "b"}}, std::nullopt};
@@ -46,11 +46,9 @@ TEST_F(CleanupStepTest, FormatLevelsUseTheEngineAndItsOutcome) {
   cleaned = step.clean("hello bye", CleanupLevel::format, true, false);
   EXPECT_EQ(cleaned.text, "hello bye");
   EXPECT_EQ(cleaned.fallback, "format-safe-fallback");
-}
 
-TEST_F(CleanupStepTest, WithoutAFormatEngineTheTextIsUnchanged) {
-  const CleanupStep step(nullptr, dictionary_);
-  const auto cleaned = step.clean("hello there", CleanupLevel::format, true, false);
+  // Without an engine the text is unchanged.
+  cleaned = CleanupStep(nullptr, dictionary_).clean("hello there", CleanupLevel::format, true, false);
   EXPECT_EQ(cleaned.text, "hello there");
   EXPECT_EQ(cleaned.fallback, "format-unchanged");
 }

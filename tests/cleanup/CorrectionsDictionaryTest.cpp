@@ -38,11 +38,7 @@ TEST(CorrectionsDictionary, Matching) {
   ASSERT_TRUE(dictionary.add("new york", "NYC").isOk());
   ASSERT_TRUE(dictionary.add("york", "Yorke").isOk());
   ASSERT_TRUE(dictionary.add("price", "$1 \\2").isOk());
-  struct Case {
-    const char* input;
-    const char* output;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"the CAT sat", "the dog sat"},                // any case, inserted as written
       {"concatenate", "concatenate"},                // whole words only
       {"cat-like cat's", "dog-like dog's"},          // punctuation is a word edge
@@ -51,7 +47,7 @@ TEST(CorrectionsDictionary, Matching) {
       {"the price", "the $1 \\2"},                   // "$" and "\" stand for themselves
       {"see `cat` and cat", "see `cat` and dog"},    // protected code stays
   };
-  for (const auto& c : cases) EXPECT_EQ(correct(dictionary, c.input), c.output) << c.input;
+  for (const auto& [input, output] : cases) EXPECT_EQ(correct(dictionary, input), output) << input;
 }
 
 TEST(CorrectionsDictionary, PacksAndPersonalEntries) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,10 +18,8 @@ struct Case {
 };
 
 bool hasRule(const FormatResult& result, const std::string& rule) {
-  for (const auto& edit : result.edits) {
-    if (edit.rule == rule) return true;
-  }
-  return false;
+  return std::any_of(result.edits.begin(), result.edits.end(),
+                     [&](const auto& edit) { return edit.rule == rule; });
 }
 
 void expectLayout(const Case& c) {

@@ -6,11 +6,7 @@ namespace murvelo::cleanup {
 namespace {
 
 TEST(TextSafety, ProtectedLiterals) {
-  struct Case {
-    const char* text;
-    std::vector<std::string> literals;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, std::vector<std::string>> cases[] = {
       {"run `git  status` now", {"`git  status`"}},
       {"run ``a ` b`` now", {"``a ` b``"}},
       {"she said \"hello there and", {"\"hello there and"}},  // unterminated: to the end
@@ -22,24 +18,17 @@ TEST(TextSafety, ProtectedLiterals) {
       {"open https://x.io/a?b=c, then", {"https://x.io/a?b=c,"}},
       {"the word is um okay", {"word is um"}},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(protectedLiterals(std::string_view(c.text)), c.literals) << c.text;
-  }
+  for (const auto& [text, literals] : cases)
+    EXPECT_EQ(protectedLiterals(std::string_view(text)), literals) << text;
 }
 
 TEST(TextSafety, TouchingRangesMerge) {
   // A quote that runs straight into a link is one span.
-  const auto ranges = protectedRanges(std::string_view("x \"a\"https://b.io y"));
-  ASSERT_EQ(ranges.size(), 1u);
-  EXPECT_EQ(ranges[0], (TextRange{2, 15}));
+  EXPECT_EQ(protectedRanges(std::string_view("x \"a\"https://b.io y")), (std::vector<TextRange>{{2, 15}}));
 }
 
 TEST(TextSafety, LinkTest) {
-  struct Case {
-    const char* token;
-    bool link;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, bool> cases[] = {
       {"@b.co", false},
       {"3.5", false},
       {"ex_ample.com", false},
@@ -49,7 +38,7 @@ TEST(TextSafety, LinkTest) {
       {"192.168.0.1", false},
       {"node.js", true},
   };
-  for (const auto& c : cases) EXPECT_EQ(isLinkLike(c.token), c.link) << c.token;
+  for (const auto& [token, link] : cases) EXPECT_EQ(isLinkLike(token), link) << token;
 }
 
 TEST(TextSafety, LayoutInvariants) {

@@ -91,18 +91,15 @@ TEST(TidyCorrections, GuardsLeaveTheTextAlone) {
 }
 
 TEST(TidyCorrections, InstructionsAreNotReportedSpeech) {
-  struct Case {
-    const char* before;
-    bool reported;
-  };
-  const Case cases[] = {
+  // The text before a correction, and whether it reports speech.
+  const std::pair<const char*, bool> cases[] = {
       {"He said ", true},
       {"Use the phrase ", true},
       {"Tell him we meet ", false},                   // an instruction: the waiver
       {"He said it. Then tell him we meet ", false},  // the report was an earlier sentence
       {"Tell him to say the exact phrase ", true},    // asks for an exact phrase
   };
-  for (const auto& c : cases) EXPECT_EQ(reportedSpeechBefore(c.before), c.reported) << c.before;
+  for (const auto& [before, reported] : cases) EXPECT_EQ(reportedSpeechBefore(before), reported) << before;
 }
 
 TEST(TidyCorrections, LimitsAndCase) {

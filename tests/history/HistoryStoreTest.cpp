@@ -14,16 +14,20 @@ class HistoryStoreTest : public ::testing::Test {
   HistoryStore makeStore() {
     return HistoryStore(defaults_, [this] { return now_; });
   }
-  void add(HistoryStore& store, const std::string& text) {
-    store.add(text, 1.5, 0.25, CleanupLevel::light, 3);
+  // A second store over the same defaults, as the next launch reads them.
+  HistoryStore reloaded() {
+    auto next = makeStore();
+    next.load();
+    return next;
   }
+  void add(HistoryStore& to, const std::string& text) { to.add(text, 1.5, 0.25, CleanupLevel::light, 3); }
 
   InMemoryDefaultsStore defaults_;
   HistoryStore::TimePoint now_ = HistoryStore::TimePoint(1'790'000'000'123ms);
+  HistoryStore store = makeStore();
 };
 
 TEST_F(HistoryStoreTest, AddTrimsAndPutsNewestFirstAndRoundTrips) {
-  auto store = makeStore();
   add(store, "  first\n");
   now_ += 1s;
   store.add("second", std::nullopt, std::nullopt, std::nullopt, std::nullopt);
@@ -31,14 +35,10 @@ TEST_F(HistoryStoreTest, AddTrimsAndPutsNewestFirstAndRoundTrips) {
   EXPECT_EQ(store.items()[0].text, "second");
   EXPECT_EQ(store.items()[1].text, "first");
   EXPECT_NE(store.items()[0].id, store.items()[1].id);
-
-  auto reloaded = makeStore();
-  reloaded.load();
-  EXPECT_EQ(reloaded.items(), store.items());
+  EXPECT_EQ(reloaded().items(), store.items());
 }
 
 TEST_F(HistoryStoreTest, WhitespaceOnlyTextLeavesHistoryUnchanged) {
-  auto store = makeStore();
   add(store, "kept");
   int writes = defaults_.writeCount();
   for (const char* blank : {"", "   ", "\n\n", " \t\r\n\u00a0\u2029"}) add(store, blank);
@@ -47,7 +47,6 @@ TEST_F(HistoryStoreTest, WhitespaceOnlyTextLeavesHistoryUnchanged) {
 }
 
 TEST_F(HistoryStoreTest, AddingThe51stDropsTheOldest) {
-  auto store = makeStore();
   for (int i = 0; i < 51; ++i) {
     add(store, "item " + std::to_string(i));
     now_ += 1s;
@@ -58,12 +57,9 @@ TEST_F(HistoryStoreTest, AddingThe51stDropsTheOldest) {
 }
 
 TEST_F(HistoryStoreTest, SevenDaysExactlyIsKeptOneSecondMoreIsDropped) {
-  {
-    auto store = makeStore();
-    add(store, "older");
-    now_ += 1s;
-    add(store, "boundary");
-  }
+  add(store, "older");
+  now_ += 1s;
+  add(store, "boundary");
   // "boundary" is exactly seven days old, "older" one second more.
   now_ += HistoryStore::kMaxAge;
 
@@ -95,13 +91,10 @@ TEST_F(HistoryStoreTest, DamagedDataCostsOnlyWhatIsDamaged) {
   for (const auto& [data, kept] : cases) {
     SCOPED_TRACE(data);
     defaults_.setData(HistoryStore::kKey, Bytes(data.begin(), data.end()));
-    auto store = makeStore();
-    store.load();
-    EXPECT_EQ(store.items().size(), kept);
-    add(store, "new");
-    auto reloaded = makeStore();
-    reloaded.load();
-    EXPECT_EQ(reloaded.items().size(), kept + 1);
+    auto loaded = reloaded();
+    EXPECT_EQ(loaded.items().size(), kept);
+    add(loaded, "new");
+    EXPECT_EQ(reloaded().items().size(), kept + 1);
   }
 }
 
@@ -115,7 +108,6 @@ TEST_F(HistoryStoreTest, FlagIsKeptWithItsItemAndOlderListsReadAsBefore) {
     ASSERT_TRUE(items && items->size() == 1) << json;
     EXPECT_EQ((*items)[0].flaggedWrong, flagged) << json;
   }
-  auto store = makeStore();
   add(store, "one");
   add(store, "two");
   auto stored = [&] {
@@ -126,9 +118,7 @@ TEST_F(HistoryStoreTest, FlagIsKeptWithItsItemAndOlderListsReadAsBefore) {
   const std::string id = store.items()[1].id;
   ASSERT_TRUE(store.setFlagged(id, true));
   add(store, "three");  // rereads the stored list
-  auto reloaded = makeStore();
-  reloaded.load();
-  EXPECT_TRUE(reloaded.items()[2].flaggedWrong);
+  EXPECT_TRUE(reloaded().items()[2].flaggedWrong);
   ASSERT_TRUE(store.setFlagged(id, false));
   EXPECT_EQ(stored().find("flaggedWrong"), std::string::npos);
   EXPECT_FALSE(store.setFlagged("no-such-id", true));

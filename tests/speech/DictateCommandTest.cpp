@@ -36,12 +36,15 @@ class DictateCommandTest : public ::testing::Test {
   static std::filesystem::path model() { return test::tinyModel(); }
   static std::filesystem::path sample() { return *dir_ / "sample.wav"; }
 
+  std::map<std::string, std::string> env() const {
+    const std::string home = home_.path().string();
+    return {{"XDG_CONFIG_HOME", home},
+            {"XDG_DATA_HOME", home},
+            {"XDG_RUNTIME_DIR", home},
+            {"MURVELO_LOG_LEVEL", "error"}};
+  }
   test::ProcessResult run(const std::vector<std::string>& args) {
-    return test::runProcess(MURVELO_CLI_PATH, args,
-                            {{"XDG_CONFIG_HOME", home_.path().string()},
-                             {"XDG_DATA_HOME", home_.path().string()},
-                             {"XDG_RUNTIME_DIR", home_.path().string()},
-                             {"MURVELO_LOG_LEVEL", "error"}});
+    return test::runProcess(MURVELO_CLI_PATH, args, env());
   }
 
   static inline const test::TempDir* dir_ = nullptr;
@@ -126,12 +129,10 @@ TEST_F(DictateCommandTest, RecordingsGoWithTheProcessThatMadeThem) {
     EXPECT_EQ(entry.path().filename().string().rfind("murvelo-audio-", 0), std::string::npos) << entry.path();
 
   test::ChildProcess dictate;
+  const auto vars = env();
   ASSERT_TRUE(dictate.start(
       {MURVELO_CLI_PATH, "dictate", "--wav", sample().string(), "--engine", "pocketsphinx", "--realtime"},
-      {{"XDG_CONFIG_HOME", home_.path().string()},
-       {"XDG_DATA_HOME", home_.path().string()},
-       {"XDG_RUNTIME_DIR", home_.path().string()}},
-      home_.path() / "dictate.log"));
+      {vars.begin(), vars.end()}, home_.path() / "dictate.log"));
   auto own = home_.path() / ("murvelo-audio-" + std::to_string(dictate.pid()));
   ASSERT_TRUE(test::waitUntil([&] { return std::filesystem::exists(own); }, std::chrono::seconds(20)));
   EXPECT_EQ(std::filesystem::status(own).permissions() & std::filesystem::perms::all,

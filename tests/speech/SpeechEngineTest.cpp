@@ -15,6 +15,9 @@ namespace {
 
 using namespace std::chrono_literals;
 using test::FakeRecognizer;
+// What a finish hands back: nothing when no answer came, else the text or none.
+using Answer = std::optional<std::optional<std::string>>;
+const Answer kNoText{std::in_place};
 
 AudioBuffer tone(std::size_t frames, double rate, double hz = 440) {
   auto samples = std::make_shared<std::vector<float>>(frames);
@@ -32,15 +35,21 @@ class SpeechEngineTest : public ::testing::Test {
   }
 
   // One dictation: a second of capture at `rate`, key-up, and the streaming answer.
-  std::optional<std::optional<std::string>> dictate(double rate = 48000) { return dictateOn(engine, rate); }
-  std::optional<std::optional<std::string>> dictateOn(SpeechEngine& target, double rate = 48000) {
+  Answer dictate(double rate = 48000) { return dictateOn(engine, rate); }
+  Answer dictateOn(SpeechEngine& target, double rate = 48000) {
     auto stream = std::make_shared<LiveBufferStream>(AudioFormat{rate, 1});
     target.startStreaming(stream);
     for (int i = 0; i < 10; ++i) stream->push(tone(static_cast<std::size_t>(rate / 10), rate));
     stream->finish();
-    std::optional<std::optional<std::string>> answer;
+    return finish(target);
+  }
+
+  // Asks `target` for its streaming answer, moves the clock on by `wait`, and waits for the answer.
+  Answer finish(SpeechEngine& target, std::chrono::milliseconds wait = {}) {
+    Answer answer;
     target.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
-    test::pumpUntil(loop, [&] { return answer.has_value(); });
+    if (wait.count() > 0) loop.advance(wait);
+    EXPECT_TRUE(test::pumpUntil(loop, [&] { return answer.has_value(); }));
     return answer;
   }
 
@@ -68,9 +77,7 @@ class SpeechEngineTest : public ::testing::Test {
 TEST_F(SpeechEngineTest, LiveBuffersReachTheRecogniserAtItsRateAndResultsAreJoinedAsTheyAre) {
   recognizer->scripts = {{{" Leading", " space", "s kept"}}};
   for (double rate : {44100.0, 16000.0}) {
-    auto answer = dictate(rate);
-    ASSERT_TRUE(answer && *answer) << rate;
-    EXPECT_EQ(**answer, " Leading spaces kept");
+    EXPECT_EQ(dictate(rate), Answer(" Leading spaces kept")) << rate;
     const auto session = recognizer->sessions().back();
     EXPECT_EQ(session.mode, Recognizer::Mode::streaming);
     EXPECT_NEAR(static_cast<double>(session.samples.size()), 16000, 64) << rate;
@@ -84,26 +91,18 @@ TEST_F(SpeechEngineTest, LiveBuffersReachTheRecogniserAtItsRateAndResultsAreJoin
 TEST_F(SpeechEngineTest, HangingAnalysisGivesNothingAfterThreeSecondsAndTheNextDictationIsFileOnly) {
   recognizer->scripts = {{{"never"}, true}, {{"streams again"}}};
   streamTenth();
-  std::optional<std::optional<std::string>> answer;
-  engine.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
-  loop.advance(3s);
-  ASSERT_TRUE(test::pumpUntil(loop, [&] { return answer.has_value(); }));
-  EXPECT_EQ(*answer, std::nullopt);
+  EXPECT_EQ(finish(engine, 3s), kNoText);
   EXPECT_TRUE(engine.finalization().hasQuarantinedFinalizer());
 
   // The next dictation opens no session and says why.
-  answer = dictate();
-  ASSERT_TRUE(answer.has_value());
-  EXPECT_EQ(*answer, std::nullopt);
+  EXPECT_EQ(dictate(), kNoText);
   EXPECT_TRUE(engine.streamingSkippedForQuarantine());
   EXPECT_EQ(recognizer->sessions().size(), 1u);
 
   // Once the stuck analysis exits, streaming comes back.
   recognizer->release();
   ASSERT_TRUE(test::pumpUntil(loop, [&] { return !engine.finalization().hasQuarantinedFinalizer(); }));
-  answer = dictate();
-  ASSERT_TRUE(answer.has_value());
-  EXPECT_EQ(*answer, std::optional<std::string>("streams again"));
+  EXPECT_EQ(dictate(), Answer("streams again"));
   EXPECT_FALSE(engine.streamingSkippedForQuarantine());
 }
 
@@ -129,9 +128,7 @@ TEST_F(SpeechEngineTest, FailuresEndTheStreamWithoutTextAndLogTheirReason) {
     auto fresh = std::make_shared<FakeRecognizer>();
     c.setUp(*fresh);
     SpeechEngine local{loop, loop, fresh, temp.path()};
-    auto answer = dictateOn(local);
-    ASSERT_TRUE(answer.has_value()) << c.name;
-    EXPECT_EQ(*answer, c.answer) << c.name;
+    EXPECT_EQ(dictateOn(local), Answer(c.answer)) << c.name;
     EXPECT_TRUE(logs.sink().has(c.log)) << c.name;
     EXPECT_FALSE(local.streamingSkippedForQuarantine()) << c.name;
   }
@@ -144,14 +141,9 @@ TEST_F(SpeechEngineTest, CancelledStreamLeavesTheNextOnePairedWithItsOwnFinish) 
   engine.cancelStreaming();
   cancelled->finish();
   recognizer->scripts = {{{"second"}}};
-  auto answer = dictate();
-  ASSERT_TRUE(answer.has_value());
-  EXPECT_EQ(*answer, std::optional<std::string>("second"));
+  EXPECT_EQ(dictate(), Answer("second"));
   // A finish with no stream at all answers nothing.
-  std::optional<std::optional<std::string>> none;
-  engine.finishStreaming([&](std::optional<std::string> text) { none = std::move(text); });
-  ASSERT_TRUE(test::pumpUntil(loop, [&] { return none.has_value(); }));
-  EXPECT_EQ(*none, std::nullopt);
+  EXPECT_EQ(finish(engine), kNoText);
 }
 
 TEST_F(SpeechEngineTest, FileAndPrepareErrorsReachTheCaller) {
@@ -197,15 +189,13 @@ TEST_F(SpeechEngineTest, ASwappedRecogniserTakesOverWhileTheRunningDictationFini
   engine.setRecognizer(next);
   EXPECT_EQ(&engine.recognizer(), next.get());
 
-  std::optional<std::optional<std::string>> answer;
+  Answer answer;
   engine.finishStreaming([&](std::optional<std::string> text) { answer = std::move(text); });
   recognizer->release();
   ASSERT_TRUE(test::pumpUntil(loop, [&] { return answer.has_value(); }));
-  EXPECT_EQ(answer->value_or("none"), "old");
+  EXPECT_EQ(answer, Answer("old"));
 
-  auto second = dictate();
-  ASSERT_TRUE(second && *second);
-  EXPECT_EQ(**second, "new");
+  EXPECT_EQ(dictate(), Answer("new"));
   EXPECT_EQ(recognizer->sessions().size(), 1u);
   EXPECT_EQ(next->sessions().size(), 1u);
   EXPECT_TRUE(engine.waitUntilIdle(5s));

@@ -16,11 +16,8 @@ namespace murvelo {
 namespace {
 
 TEST(WhisperModelChoiceTest, EnglishModelsFirstAndBaseEnPreferred) {
-  struct Case {
-    std::vector<std::string> files;
-    std::string chosen;  // empty: none
-  };
-  const Case cases[] = {
+  // The files present, and the one chosen (empty: none).
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
       {{"ggml-tiny.en.bin", "ggml-base.en.bin", "ggml-small.en.bin"}, "ggml-base.en.bin"},
       {{"ggml-base.bin", "ggml-tiny.en.bin"}, "ggml-tiny.en.bin"},
       {{"ggml-small.en.bin", "ggml-medium.en.bin", "ggml-tiny.en.bin"}, "ggml-small.en.bin"},
@@ -29,10 +26,9 @@ TEST(WhisperModelChoiceTest, EnglishModelsFirstAndBaseEnPreferred) {
       {{"ggml-large-v3.bin", "ggml-base.bin"}, "ggml-base.bin"},
       {{"notes.txt", "ggml-.bin", "base.en.bin", "ggml-base.en.bin.partial"}, ""},
   };
-  for (const auto& c : cases) {
-    std::vector<std::filesystem::path> files(c.files.begin(), c.files.end());
-    auto chosen = WhisperModelChoice::choose(files);
-    EXPECT_EQ(chosen ? chosen->string() : "", c.chosen) << ::testing::PrintToString(c.files);
+  for (const auto& [names, expected] : cases) {
+    auto chosen = WhisperModelChoice::choose(std::vector<std::filesystem::path>(names.begin(), names.end()));
+    EXPECT_EQ(chosen ? chosen->string() : "", expected) << ::testing::PrintToString(names);
   }
 }
 
@@ -102,38 +98,6 @@ TEST_F(WhisperModelFileTest, SyntheticModelHasTheRealShape) {
   EXPECT_EQ(info.value().tensors, 11 + 15 * 4 + 24 * 4);
 }
 
-TEST_F(WhisperModelFileTest, DamagedFilesAreRefusedWithAReason) {
-  auto whole = std::filesystem::file_size(model());
-  struct Case {
-    const char* name;
-    std::uintmax_t keep;  // bytes of the real model kept; 0 = other contents
-    std::string contents;
-    std::string reason;
-  };
-  const Case cases[] = {
-      {"header only", 20, {}, "truncated"},
-      {"cut in a tensor", whole / 2, {}, "truncated"},
-      {"last byte missing", whole - 1, {}, "truncated"},
-      {"text file", 0, "this is not a model\n", "not a whisper model"},
-      {"ggml magic, nonsense after", 0, std::string("lmgg") + std::string(64, '\x7f'), "not a whisper model"},
-  };
-  for (const auto& c : cases) {
-    auto file = *dir_ / "damaged.bin";
-    if (c.keep) {
-      std::filesystem::copy_file(model(), file, std::filesystem::copy_options::overwrite_existing);
-      std::filesystem::resize_file(file, c.keep);
-    } else {
-      test::writeFile(file, c.contents);
-    }
-    auto info = inspectWhisperModel(file);
-    ASSERT_FALSE(info.ok()) << c.name;
-    EXPECT_NE(info.error().find(c.reason), std::string::npos) << c.name << ": " << info.error();
-  }
-  auto missing = inspectWhisperModel(*dir_ / "ggml-none.bin");
-  ASSERT_FALSE(missing.ok());
-  EXPECT_NE(missing.error().find("not found"), std::string::npos);
-}
-
 // A tiny.en header with the given fields changed, mel filters, no words and one tensor header.
 std::string craftedModel(std::map<int, std::int32_t> fields, std::vector<std::int32_t> extents) {
   std::vector<std::int32_t> header = {0x67676d6c, 51864, 1500, 384, 6, 4, 448, 384, 6, 4, 80, 1, 80, 201};
@@ -149,30 +113,41 @@ std::string craftedModel(std::map<int, std::int32_t> fields, std::vector<std::in
   return out;
 }
 
-TEST_F(WhisperModelFileTest, CraftedHeadersAreRefusedWithoutLoopingOrReachingWhisper) {
+TEST_F(WhisperModelFileTest, DamagedOrCraftedFilesAreRefusedWithAReasonWithoutLoopingOrReachingWhisper) {
+  const auto whole = std::filesystem::file_size(model());
   const std::int32_t big = 0x7fffffff;
   struct Case {
     const char* name;
-    std::map<int, std::int32_t> fields;
-    std::vector<std::int32_t> extents;
+    std::uintmax_t keep;  // bytes of the real model kept; 0 = the contents
+    std::string contents;
     std::string reason;
+    std::filesystem::path file = {};  // instead of a written file
   };
   const Case cases[] = {
-      {"extents whose product overflows", {}, {big, big, big, big}, "bad tensor shape"},
-      {"one attention-head count changed", {{8, 7}}, {1}, "architecture"},
-      {"unknown file type", {{11, 5}}, {1}, "weight format"},
-      {"mel filters of another size", {{12, 81}}, {1}, "mel filters"},
+      {"header only", 20, {}, "truncated"},
+      {"cut in a tensor", whole / 2, {}, "truncated"},
+      {"last byte missing", whole - 1, {}, "truncated"},
+      {"text file", 0, "this is not a model\n", "not a whisper model"},
+      {"ggml magic, nonsense after", 0, std::string("lmgg") + std::string(64, '\x7f'), "not a whisper model"},
+      {"extents whose product overflows", 0, craftedModel({}, {big, big, big, big}), "bad tensor shape"},
+      {"one attention-head count changed", 0, craftedModel({{8, 7}}, {1}), "architecture"},
+      {"unknown file type", 0, craftedModel({{11, 5}}, {1}), "weight format"},
+      {"mel filters of another size", 0, craftedModel({{12, 81}}, {1}), "mel filters"},
+      {"missing", 0, {}, "not found", *dir_ / "ggml-none.bin"},
+      {"a folder", 0, {}, "is a folder", dir_->path()},
   };
   for (const auto& c : cases) {
-    auto file = *dir_ / "crafted.bin";
-    test::writeFile(file, craftedModel(c.fields, c.extents));
+    auto file = c.file.empty() ? *dir_ / "damaged.bin" : c.file;
+    if (c.keep) {
+      std::filesystem::copy_file(model(), file, std::filesystem::copy_options::overwrite_existing);
+      std::filesystem::resize_file(file, c.keep);
+    } else if (c.file.empty()) {
+      test::writeFile(file, c.contents);
+    }
     auto info = inspectWhisperModel(file);
     ASSERT_FALSE(info.ok()) << c.name;
     EXPECT_NE(info.error().find(c.reason), std::string::npos) << c.name << ": " << info.error();
   }
-  auto folder = inspectWhisperModel(dir_->path());
-  ASSERT_FALSE(folder.ok());
-  EXPECT_NE(folder.error().find("is a folder"), std::string::npos) << folder.error();
 }
 
 TEST(AudioFileTest, RatesNoMicrophoneHasAreRefusedAndTheRestConverted) {
