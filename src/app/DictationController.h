@@ -13,7 +13,6 @@
 
 #include "app/DeviceHint.h"
 #include "app/DictationStatus.h"
-#include "hotkey/HotkeyListener.h"
 #include "app/Notices.h"
 #include "app/PasteQueue.h"
 #include "app/SettingsValues.h"
@@ -24,6 +23,7 @@
 #include "cleanup/FormatEdit.h"
 #include "delivery/CursorContext.h"
 #include "delivery/TextInserter.h"
+#include "hotkey/HotkeyListener.h"
 
 namespace murvelo {
 
