@@ -115,6 +115,45 @@ void report(const char* what, int seconds, const std::vector<double>& ms) {
   std::fflush(stdout);
 }
 
+// Pocketsphinx's word error rate per clip: streamed on one recogniser that heard the clips before, streamed
+// on a fresh one, and from the file.
+void printWordErrorRates(const std::vector<test::Clip>& recorded, SpeechEngine& sphinxEngine,
+                         ManualLoop& loop) {
+  std::printf(
+      "\npocketsphinx word error rate on the LibriVox clips (raw transcript, each clip one "
+      "dictation;\nstreaming: 20 ms microphone buffers at 48 kHz, untimed, after the other clips "
+      "were dictated;\nfirst: the same on a recogniser that has heard nothing yet)\n");
+  WER::Result streamTotal, firstTotal, fileTotal;
+  auto add = [](WER::Result& total, const WER::Result& one) {
+    total.hits += one.hits;
+    total.substitutions += one.substitutions;
+    total.deletions += one.deletions;
+    total.insertions += one.insertions;
+  };
+  // One recogniser hears every clip in turn, as a user dictates one sentence after another.
+  auto dictating = std::make_shared<PocketSphinxRecognizer>();
+  for (const auto& clip : recorded)
+    if (auto samples = readAudioFile(clip.file, 48000); samples.ok())
+      streamUntimed(*dictating, samples.value());
+  for (const auto& clip : recorded) {
+    auto samples = readAudioFile(clip.file, 48000);
+    if (!samples.ok()) continue;
+    PocketSphinxRecognizer fresh;
+    std::string streamed = streamUntimed(*dictating, samples.value()),
+                first = streamUntimed(fresh, samples.value()), filed;
+    fileOnce(sphinxEngine, loop, clip.file, &filed);
+    auto s = WER::score(clip.transcript, streamed), f = WER::score(clip.transcript, filed),
+         n = WER::score(clip.transcript, first);
+    add(streamTotal, s);
+    add(firstTotal, n);
+    add(fileTotal, f);
+    std::printf("  %-48s streaming %5.1f %%   first %5.1f %%   file %5.1f %%\n", clip.file.filename().c_str(),
+                100 * s.errorRate(), 100 * n.errorRate(), 100 * f.errorRate());
+  }
+  std::printf("  %-48s streaming %5.1f %%   first %5.1f %%   file %5.1f %%\n", "all clips",
+              100 * streamTotal.errorRate(), 100 * firstTotal.errorRate(), 100 * fileTotal.errorRate());
+}
+
 }  // namespace
 }  // namespace murvelo
 
@@ -206,45 +245,7 @@ int main(int argc, char** argv) {
     }
     if (sphinxToo) report("pocketsphinx streaming, key-up → text", seconds, sphinxStreaming);
   }
-  if (!sphinxToo) {
-    whisperEngine.waitUntilIdle(5s);
-    std::filesystem::remove_all(dir);
-    return 0;
-  }
-
-  std::printf(
-      "\npocketsphinx word error rate on the LibriVox clips (raw transcript, each clip one "
-      "dictation;\nstreaming: 20 ms microphone buffers at 48 kHz, untimed, after the other clips "
-      "were dictated;\nfirst: the same on a recogniser that has heard nothing yet)\n");
-  WER::Result streamTotal, firstTotal, fileTotal;
-  auto add = [](WER::Result& total, const WER::Result& one) {
-    total.hits += one.hits;
-    total.substitutions += one.substitutions;
-    total.deletions += one.deletions;
-    total.insertions += one.insertions;
-  };
-  // One recogniser hears every clip in turn, as a user dictates one sentence after another.
-  auto dictating = std::make_shared<PocketSphinxRecognizer>();
-  for (const auto& clip : recorded)
-    if (auto samples = readAudioFile(clip.file, 48000); samples.ok())
-      streamUntimed(*dictating, samples.value());
-  for (const auto& clip : recorded) {
-    auto samples = readAudioFile(clip.file, 48000);
-    if (!samples.ok()) continue;
-    PocketSphinxRecognizer fresh;
-    std::string streamed = streamUntimed(*dictating, samples.value()),
-                first = streamUntimed(fresh, samples.value()), filed;
-    fileOnce(sphinxEngine, loop, clip.file, &filed);
-    auto s = WER::score(clip.transcript, streamed), f = WER::score(clip.transcript, filed),
-         n = WER::score(clip.transcript, first);
-    add(streamTotal, s);
-    add(firstTotal, n);
-    add(fileTotal, f);
-    std::printf("  %-48s streaming %5.1f %%   first %5.1f %%   file %5.1f %%\n", clip.file.filename().c_str(),
-                100 * s.errorRate(), 100 * n.errorRate(), 100 * f.errorRate());
-  }
-  std::printf("  %-48s streaming %5.1f %%   first %5.1f %%   file %5.1f %%\n", "all clips",
-              100 * streamTotal.errorRate(), 100 * firstTotal.errorRate(), 100 * fileTotal.errorRate());
+  if (sphinxToo) printWordErrorRates(recorded, sphinxEngine, loop);
   whisperEngine.waitUntilIdle(5s);
   sphinxEngine.waitUntilIdle(5s);
   std::filesystem::remove_all(dir);
