@@ -135,7 +135,7 @@ void DictationController::beginRecording() {
 
   if (recordingUsedDictationEngine_) {
     std::string device = services_.recorder.facts().deviceID;
-    if (device != streamedDevice_ && !streamedDevice_.empty()) services_.speech.inputChanged();
+    if (device != streamedDevice_) services_.speech.useMicrophone(device);
     streamedDevice_ = device;
     services_.speech.startStreaming(started.value());
   }

@@ -173,7 +173,7 @@ class DictationController : public DictationKeyTarget {
   // The capture a run stopped last: only its settling feeds the microphone's startup history.
   std::int64_t runCaptureGeneration_ = -1;
   bool recordingUsedDictationEngine_ = false;
-  std::string streamedDevice_;  // the microphone of the last streaming session
+  std::optional<std::string> streamedDevice_;  // the microphone of the last streaming session
 
   std::int64_t recordingGeneration_ = 0;  // rises at every started recording
   bool sawAudio_ = false;

@@ -4,6 +4,8 @@
 #include <sstream>
 #include <system_error>
 
+#include "base/AtomicFile.h"
+
 namespace murvelo {
 
 std::string LoginItem::execArgument(std::string_view executable) {
@@ -67,23 +69,8 @@ Status LoginItem::apply(bool enabled) const {
     existing << current.rdbuf();
     if (current && existing.str() == text) return Status::ok();
   }
-  std::filesystem::create_directories(dir_, error);
-  if (error) return Status::error("cannot create " + dir_.string() + ": " + error.message());
   // A session manager reading the folder sees the old entry or the new one, never half of one.
-  std::filesystem::path temporary = file();
-  temporary += ".tmp";
-  {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    out << text;
-    out.flush();
-    if (!out) return Status::error("cannot write " + temporary.string());
-  }
-  std::filesystem::rename(temporary, file(), error);
-  if (error) {
-    std::filesystem::remove(temporary, error);
-    return Status::error("cannot write " + file().string());
-  }
-  return Status::ok();
+  return replaceFileContents(file(), text);
 }
 
 }  // namespace murvelo

@@ -51,6 +51,12 @@ std::filesystem::path Paths::dataDir() {
   return base / "murvelo";
 }
 
+std::filesystem::path Paths::stateDir() {
+  auto base = fromEnv("XDG_STATE_HOME");
+  if (base.empty()) base = home() / ".local" / "state";
+  return base / "murvelo";
+}
+
 std::filesystem::path Paths::autostartDir() {
   auto base = fromEnv("XDG_CONFIG_HOME");
   if (base.empty()) base = home() / ".config";

@@ -12,6 +12,8 @@ struct Paths {
   static std::filesystem::path defaultsFile();
   // $XDG_DATA_HOME/murvelo, else ~/.local/share/murvelo.
   static std::filesystem::path dataDir();
+  // $XDG_STATE_HOME/murvelo, else ~/.local/state/murvelo: what the program learns as it runs.
+  static std::filesystem::path stateDir();
   // $XDG_RUNTIME_DIR (a private tmpfs), else the system temporary directory.
   static std::filesystem::path runtimeDir();
   // Where recordings and warm-up files go: the folder a program set up for itself (a private one

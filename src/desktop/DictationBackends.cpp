@@ -26,6 +26,9 @@ namespace {
 const Logger kLog("app");
 constexpr const char* kTextMime = "text/plain;charset=utf-8";
 
+// What the recogniser learns about each microphone's sound, so a relaunch need not measure it again.
+std::filesystem::path microphoneFile() { return Paths::stateDir() / "microphones"; }
+
 // A session without an X display (Wayland without XWayland) still has Qt's clipboard; it carries
 // text only, so only text comes back after a paste.
 class QtClipboard : public Clipboard {
@@ -101,7 +104,7 @@ DictationBackends::DictationBackends(MainLoop& loop, DefaultsStore& defaults, in
   // The first engine is built here, so the first dictation never waits for it; later changes
   // of the setting or the models rebuild it in the background.
   AppSettings stored(defaults);
-  auto recognizer = makeRecognizer(stored.speechEngine());
+  auto recognizer = makeRecognizer(stored.speechEngine(), std::nullopt, microphoneFile());
   if (auto* whisper = dynamic_cast<WhisperRecognizer*>(recognizer.get())) modelInUse_ = whisper->model();
   env_ = std::make_unique<AppEnvironment>(AppBackends{.loop = loop,
                                                       .timer = timer_,
@@ -180,7 +183,7 @@ void DictationBackends::reloadRecognizer() {
   const SpeechEngineChoice choice = env_->settings().speechEngine();
   // Loading a whisper model takes seconds: never on the main loop.
   builders_.emplace_back([this, alive = alive_, request, choice] {
-    auto recognizer = makeRecognizer(choice);
+    auto recognizer = makeRecognizer(choice, std::nullopt, microphoneFile());
     loop_.post([this, alive, request, recognizer = std::move(recognizer)]() mutable {
       if (*alive && request == reloads_) useRecognizer(std::move(recognizer));
     });

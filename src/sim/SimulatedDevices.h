@@ -96,14 +96,15 @@ class SimulatedSpeech : public SpeechService {
   void startStreaming(std::shared_ptr<LiveBufferStream> buffers) override;
   void finishStreaming(std::function<void(std::optional<std::string>)> done) override;
   void cancelStreaming() override;
-  void inputChanged() override { ++inputChanges_; }
+  void useMicrophone(const std::string& deviceID) override { microphones_.push_back(deviceID); }
   void transcribe(const std::filesystem::path& file,
                   std::function<void(Result<std::string, SpeechError>)> done) override;
   bool streamingSkippedForQuarantine() const override { return skipped_; }
 
   int openSessions() const { return openSessions_; }
   int transcriptions() const { return transcriptions_; }
-  int inputChanges() const { return inputChanges_; }
+  // Every microphone the controller named, in order.
+  const std::vector<std::string>& microphones() const { return microphones_; }
 
  private:
   ScriptedAnswer next(std::deque<ScriptedAnswer>& answers);
@@ -114,7 +115,7 @@ class SimulatedSpeech : public SpeechService {
   std::deque<ScriptedAnswer> fileAnswers_;
   int openSessions_ = 0;
   int transcriptions_ = 0;
-  int inputChanges_ = 0;
+  std::vector<std::string> microphones_;
   bool skipped_ = false;
 };
 

@@ -38,9 +38,10 @@ class Recognizer {
   virtual Status ensureAssets() = 0;
   // The sample rate the analysis wants its mono float input at; 0 when there is none.
   virtual double analysisSampleRate() const = 0;
-  // The microphone is another one now: whatever was learned about the last one's sound is
-  // forgotten. Any thread.
-  virtual void inputChanged() {}
+  // The microphone the streaming sessions hear from now on, by its device ID (empty: a source
+  // with no lasting name): what was learned about another one's sound no longer applies. Any
+  // thread.
+  virtual void useMicrophone(const std::string& /*deviceID*/) {}
   // A new analysis; results go to `onResult`, on the thread that feeds or finishes it.
   virtual Result<std::unique_ptr<RecognitionSession>, std::string> makeSession(Mode mode,
                                                                                ResultHandler onResult) = 0;

@@ -206,6 +206,12 @@ void SpeechEngine::setRecognizer(std::shared_ptr<Recognizer> recognizer) {
   shared_->loop = &loop_;
   shared_->recognizer = recognizer;
   recognizer_ = std::move(recognizer);
+  if (recognizer_ && microphone_) recognizer_->useMicrophone(*microphone_);
+}
+
+void SpeechEngine::useMicrophone(const std::string& deviceID) {
+  microphone_ = deviceID;
+  if (recognizer_) recognizer_->useMicrophone(deviceID);
 }
 
 void SpeechEngine::prepare(std::function<void(Status)> done) {

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "base/MainLoop.h"
@@ -40,16 +42,15 @@ class SpeechEngine : public SpeechService {
   void startStreaming(std::shared_ptr<LiveBufferStream> buffers) override;
   void finishStreaming(std::function<void(std::optional<std::string>)> done) override;
   void cancelStreaming() override;
-  void inputChanged() override {
-    if (recognizer_) recognizer_->inputChanged();
-  }
+  void useMicrophone(const std::string& deviceID) override;
   void transcribe(const std::filesystem::path& file,
                   std::function<void(Result<std::string, SpeechError>)> done) override;
   bool streamingSkippedForQuarantine() const override { return streamingSkippedForQuarantine_; }
 
   const Recognizer& recognizer() const { return *recognizer_; }
   // Analyses from now on use `recognizer`; those already running finish with the one they began
-  // with, and their answers still arrive. Its assets load at the next analysis (or warm-up).
+  // with, and their answers still arrive. Its assets load at the next analysis (or warm-up); it
+  // hears of the microphone in use at once.
   void setRecognizer(std::shared_ptr<Recognizer> recognizer);
   StreamingFinalizationCoordinator& finalization() { return finalization_; }
   // Blocks until no analysis of this engine is running, or `limit` passes; true when idle.
@@ -68,6 +69,7 @@ class SpeechEngine : public SpeechService {
   // One entry per startStreaming, oldest first; none where no session was opened.
   std::deque<std::shared_ptr<StreamTask>> streams_;
   bool streamingSkippedForQuarantine_ = false;
+  std::optional<std::string> microphone_;  // the last one named, for a recogniser that comes later
 };
 
 }  // namespace murvelo

@@ -28,9 +28,9 @@ class SpeechService {
   // Finalises the oldest open session, bounded by the engine's own time limit. No text means the
   // caller is to use the file: the session timed out, failed, or was never opened.
   virtual void finishStreaming(std::function<void(std::optional<std::string>)> done) = 0;
-  // The microphone is another one than at the last session: what the recogniser learned about
-  // the last one's sound is forgotten.
-  virtual void inputChanged() {}
+  // The microphone the next streaming sessions hear, by its device ID, told whenever it is
+  // another one than at the last session.
+  virtual void useMicrophone(const std::string& /*deviceID*/) {}
   // Closes the oldest open session without a result (a tap too short to be speech).
   virtual void cancelStreaming() = 0;
   // Recognises a WAV file.

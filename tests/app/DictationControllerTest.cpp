@@ -246,7 +246,7 @@ TEST_F(ControllerTest, TheRecogniserHearsOfEveryChangeOfMicrophone) {
     controller->keyUp();
     finish();
   }
-  EXPECT_EQ(speech.inputChanges(), 2);
+  EXPECT_EQ(speech.microphones(), (std::vector<std::string>{"usb", "headset", "usb"}));
 }
 
 TEST_F(ControllerTest, DestroyedWithWorkUnderWay) {

@@ -48,7 +48,8 @@ class PocketSphinxSession : public RecognitionSession {
     if (mode_ == Recognizer::Mode::file) return;
     auto [known, microphone] = owner_.microphoneMean();
     microphone_ = microphone;
-    if (known) {
+    // A stored mean of another length (another model) cannot be the decoder's.
+    if (known && known->size() == static_cast<std::size_t>(ps_get_feat(decoder_)->cmn_struct->veclen)) {
       mean_ = std::move(*known);
       holding_ = false;
     }
@@ -187,8 +188,9 @@ std::filesystem::path PocketSphinxRecognizer::defaultModelDirectory() {
   return "/usr/share/pocketsphinx/model/en-us";
 }
 
-PocketSphinxRecognizer::PocketSphinxRecognizer(std::filesystem::path modelDirectory)
-    : directory_(std::move(modelDirectory)) {}
+PocketSphinxRecognizer::PocketSphinxRecognizer(std::filesystem::path modelDirectory,
+                                               std::filesystem::path microphoneFile)
+    : directory_(std::move(modelDirectory)), memory_(std::move(microphoneFile)) {}
 
 PocketSphinxRecognizer::~PocketSphinxRecognizer() {
   for (auto* decoder : idle_) ps_free(decoder);
@@ -242,25 +244,43 @@ ps_decoder_t* PocketSphinxRecognizer::acquireDecoder() {
 }
 
 std::pair<std::optional<std::vector<float>>, int> PocketSphinxRecognizer::microphoneMean() {
-  std::lock_guard lock(mutex_);
+  std::unique_lock lock(mutex_);
+  if (!recalled_) {
+    // The file is read outside the lock the decoders' hand-over takes.
+    const int microphone = microphone_;
+    const std::string device = device_;
+    lock.unlock();
+    auto stored = memory_.recall(device);
+    lock.lock();
+    if (microphone == microphone_) {
+      recalled_ = true;
+      if (!microphoneMean_) microphoneMean_ = std::move(stored);
+    }
+  }
   return {microphoneMean_, microphone_};
 }
 
 void PocketSphinxRecognizer::learnMicrophone(std::vector<float> mean, int microphone) {
-  std::lock_guard lock(mutex_);
-  if (microphone == microphone_) microphoneMean_ = std::move(mean);
+  std::string device;
+  {
+    std::lock_guard lock(mutex_);
+    if (microphone != microphone_) return;
+    microphoneMean_ = mean;
+    device = device_;
+  }
+  memory_.remember(device, mean);
 }
 
-void PocketSphinxRecognizer::inputChanged() {
+void PocketSphinxRecognizer::useMicrophone(const std::string& deviceID) {
   std::lock_guard lock(mutex_);
+  if (deviceID == device_) return;
   microphoneMean_.reset();
   ++microphone_;
+  device_ = deviceID;
+  recalled_ = false;
 }
 
-bool PocketSphinxRecognizer::knowsMicrophone() {
-  std::lock_guard lock(mutex_);
-  return microphoneMean_.has_value();
-}
+bool PocketSphinxRecognizer::knowsMicrophone() { return microphoneMean().first.has_value(); }
 
 void PocketSphinxRecognizer::releaseDecoder(ps_decoder_t* decoder) {
   if (!decoder) return;

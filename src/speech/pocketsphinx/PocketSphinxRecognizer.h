@@ -3,8 +3,10 @@
 #include <filesystem>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
+#include "speech/MicrophoneMemory.h"
 #include "speech/Recognizer.h"
 
 struct ps_decoder_s;
@@ -19,7 +21,10 @@ class PocketSphinxRecognizer : public Recognizer {
   static constexpr double kSampleRate = 16000;
 
   // `modelDirectory` holds the acoustic model "en-us", "en-us.lm.bin" and "cmudict-en-us.dict".
-  explicit PocketSphinxRecognizer(std::filesystem::path modelDirectory = defaultModelDirectory());
+  // `microphoneFile` keeps what was learned about each named microphone across launches; none:
+  // it lasts as long as the recogniser.
+  explicit PocketSphinxRecognizer(std::filesystem::path modelDirectory = defaultModelDirectory(),
+                                  std::filesystem::path microphoneFile = {});
   ~PocketSphinxRecognizer() override;
   PocketSphinxRecognizer(const PocketSphinxRecognizer&) = delete;
   PocketSphinxRecognizer& operator=(const PocketSphinxRecognizer&) = delete;
@@ -33,11 +38,11 @@ class PocketSphinxRecognizer : public Recognizer {
   Result<std::unique_ptr<RecognitionSession>, std::string> makeSession(Mode mode,
                                                                        ResultHandler onResult) override;
 
-  // Forgets what the streaming sessions learned about the microphone's sound, so the next one
-  // measures it afresh.
-  void inputChanged() override;
-  // A streaming session has taught the recogniser the microphone's sound: the next one starts
-  // decoding at once instead of holding its first seconds back.
+  // Starts from what was learned about this microphone, in this launch or an earlier one; one
+  // never heard is measured afresh by the next streaming session.
+  void useMicrophone(const std::string& deviceID) override;
+  // The recogniser knows the microphone's sound: the next streaming session starts decoding at
+  // once instead of holding its first seconds back.
   bool knowsMicrophone();
 
   // Decoders are costly to make (the model is loaded into each), so finished ones are kept.
@@ -55,8 +60,11 @@ class PocketSphinxRecognizer : public Recognizer {
   std::mutex mutex_;
   bool ready_ = false;
   std::vector<ps_decoder_s*> idle_;
+  MicrophoneMemory memory_;
   std::optional<std::vector<float>> microphoneMean_;
   int microphone_ = 0;
+  std::string device_;
+  bool recalled_ = true;  // the file was asked about `device_`
 };
 
 }  // namespace murvelo
