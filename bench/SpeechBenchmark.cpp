@@ -1,5 +1,6 @@
 // Key-up → text for dictations of 2, 5, 10 and 30 s: whisper (base.en architecture) streaming
-// and file path, pocketsphinx streaming (and its first dictation after start at 2 and 5 s); and the word
+// and file path, pocketsphinx streaming (and at 2 and 5 s its first dictation on a microphone never heard,
+// and its first after a relaunch on one heard before); and the word
 // error rate of pocketsphinx on the recorded test clips, streamed and from the file, side by side
 // (--accuracy-only skips the timings; --whisper-only and --pocketsphinx-only one engine's part). Speech is
 // recorded LibriVox speech (Debian's pocketsphinx-testdata), played at the pace of a microphone. Whisper runs
@@ -115,15 +116,27 @@ void report(const char* what, int seconds, const std::vector<double>& ms) {
   std::fflush(stdout);
 }
 
+constexpr const char* kMicrophone = "bench-microphone";
+
+// A recogniser as a relaunched program makes it: what earlier ones learned about the microphone is in
+// `memory`.
+std::shared_ptr<PocketSphinxRecognizer> relaunched(const std::filesystem::path& memory) {
+  auto recognizer =
+      std::make_shared<PocketSphinxRecognizer>(PocketSphinxRecognizer::defaultModelDirectory(), memory);
+  recognizer->useMicrophone(kMicrophone);
+  return recognizer;
+}
+
 // Pocketsphinx's word error rate per clip: streamed on one recogniser that heard the clips before, streamed
-// on a fresh one, and from the file.
+// on a fresh one, on one relaunched after the first, and from the file.
 void printWordErrorRates(const std::vector<test::Clip>& recorded, SpeechEngine& sphinxEngine,
-                         ManualLoop& loop) {
+                         ManualLoop& loop, const std::filesystem::path& dir) {
   std::printf(
       "\npocketsphinx word error rate on the LibriVox clips (raw transcript, each clip one "
       "dictation;\nstreaming: 20 ms microphone buffers at 48 kHz, untimed, after the other clips "
-      "were dictated;\nfirst: the same on a recogniser that has heard nothing yet)\n");
-  WER::Result streamTotal, firstTotal, fileTotal;
+      "were dictated;\nfirst: the same on a recogniser that has heard nothing yet;\nrelaunch: on a new "
+      "recogniser that reads what the streaming one learned)\n");
+  WER::Result streamTotal, firstTotal, relaunchTotal, fileTotal;
   auto add = [](WER::Result& total, const WER::Result& one) {
     total.hits += one.hits;
     total.substitutions += one.substitutions;
@@ -131,7 +144,8 @@ void printWordErrorRates(const std::vector<test::Clip>& recorded, SpeechEngine& 
     total.insertions += one.insertions;
   };
   // One recogniser hears every clip in turn, as a user dictates one sentence after another.
-  auto dictating = std::make_shared<PocketSphinxRecognizer>();
+  const auto memory = dir / "wer-microphones";
+  auto dictating = relaunched(memory);
   for (const auto& clip : recorded)
     if (auto samples = readAudioFile(clip.file, 48000); samples.ok())
       streamUntimed(*dictating, samples.value());
@@ -139,19 +153,24 @@ void printWordErrorRates(const std::vector<test::Clip>& recorded, SpeechEngine& 
     auto samples = readAudioFile(clip.file, 48000);
     if (!samples.ok()) continue;
     PocketSphinxRecognizer fresh;
-    std::string streamed = streamUntimed(*dictating, samples.value()),
+    // Relaunched first, so it starts where the streaming one starts this clip.
+    std::string relaunch = streamUntimed(*relaunched(memory), samples.value()),
+                streamed = streamUntimed(*dictating, samples.value()),
                 first = streamUntimed(fresh, samples.value()), filed;
     fileOnce(sphinxEngine, loop, clip.file, &filed);
     auto s = WER::score(clip.transcript, streamed), f = WER::score(clip.transcript, filed),
-         n = WER::score(clip.transcript, first);
+         n = WER::score(clip.transcript, first), r = WER::score(clip.transcript, relaunch);
     add(streamTotal, s);
     add(firstTotal, n);
+    add(relaunchTotal, r);
     add(fileTotal, f);
-    std::printf("  %-48s streaming %5.1f %%   first %5.1f %%   file %5.1f %%\n", clip.file.filename().c_str(),
-                100 * s.errorRate(), 100 * n.errorRate(), 100 * f.errorRate());
+    std::printf("  %-46s streaming %5.1f %%  first %5.1f %%  relaunch %5.1f %%  file %5.1f %%\n",
+                clip.file.filename().c_str(), 100 * s.errorRate(), 100 * n.errorRate(), 100 * r.errorRate(),
+                100 * f.errorRate());
   }
-  std::printf("  %-48s streaming %5.1f %%   first %5.1f %%   file %5.1f %%\n", "all clips",
-              100 * streamTotal.errorRate(), 100 * firstTotal.errorRate(), 100 * fileTotal.errorRate());
+  std::printf("  %-46s streaming %5.1f %%  first %5.1f %%  relaunch %5.1f %%  file %5.1f %%\n", "all clips",
+              100 * streamTotal.errorRate(), 100 * firstTotal.errorRate(), 100 * relaunchTotal.errorRate(),
+              100 * fileTotal.errorRate());
 }
 
 }  // namespace
@@ -209,6 +228,14 @@ int main(int argc, char** argv) {
   if (!sphinx->ensureAssets()) return 1;
   SpeechEngine whisperEngine(loop, timer, whisper, dir);
   SpeechEngine sphinxEngine(loop, timer, sphinx, dir);
+  // What a launch before this one learned: the clips dictated once on the microphone.
+  const auto memory = dir / "microphones";
+  if (sphinxToo && timings) {
+    auto earlier = relaunched(memory);
+    for (const auto& clip : recorded)
+      if (auto samples = readAudioFile(clip.file, 48000); samples.ok())
+        streamUntimed(*earlier, samples.value());
+  }
 
   for (int seconds : {2, 5, 10, 30}) {
     if (!timings) break;
@@ -231,6 +258,15 @@ int main(int argc, char** argv) {
         fresh.waitUntilIdle(5s);
       }
       report("pocketsphinx first dictation", seconds, first);
+      std::vector<double> afterRelaunch;
+      for (int i = 0; i < runs; ++i) {
+        auto recognizer = relaunched(memory);
+        if (!recognizer->ensureAssets() || !recognizer->knowsMicrophone()) return 1;
+        SpeechEngine later(loop, timer, recognizer, dir);
+        afterRelaunch.push_back(streamOnce(later, loop, utterance));
+        later.waitUntilIdle(5s);
+      }
+      report("pocketsphinx first after relaunch", seconds, afterRelaunch);
     }
     for (int i = 0; i < runs; ++i) {
       if (whisperToo) {
@@ -245,7 +281,7 @@ int main(int argc, char** argv) {
     }
     if (sphinxToo) report("pocketsphinx streaming, key-up → text", seconds, sphinxStreaming);
   }
-  if (sphinxToo) printWordErrorRates(recorded, sphinxEngine, loop);
+  if (sphinxToo) printWordErrorRates(recorded, sphinxEngine, loop, dir);
   whisperEngine.waitUntilIdle(5s);
   sphinxEngine.waitUntilIdle(5s);
   std::filesystem::remove_all(dir);
