@@ -137,12 +137,6 @@ void printWordErrorRates(const std::vector<test::Clip>& recorded, SpeechEngine& 
       "were dictated;\nfirst: the same on a recogniser that has heard nothing yet;\nrelaunch: on a new "
       "recogniser that reads what the streaming one learned)\n");
   WER::Result streamTotal, firstTotal, relaunchTotal, fileTotal;
-  auto add = [](WER::Result& total, const WER::Result& one) {
-    total.hits += one.hits;
-    total.substitutions += one.substitutions;
-    total.deletions += one.deletions;
-    total.insertions += one.insertions;
-  };
   // One recogniser hears every clip in turn, as a user dictates one sentence after another.
   const auto memory = dir / "wer-microphones";
   auto dictating = relaunched(memory);
@@ -160,10 +154,10 @@ void printWordErrorRates(const std::vector<test::Clip>& recorded, SpeechEngine& 
     fileOnce(sphinxEngine, loop, clip.file, &filed);
     auto s = WER::score(clip.transcript, streamed), f = WER::score(clip.transcript, filed),
          n = WER::score(clip.transcript, first), r = WER::score(clip.transcript, relaunch);
-    add(streamTotal, s);
-    add(firstTotal, n);
-    add(relaunchTotal, r);
-    add(fileTotal, f);
+    streamTotal += s;
+    firstTotal += n;
+    relaunchTotal += r;
+    fileTotal += f;
     std::printf("  %-46s streaming %5.1f %%  first %5.1f %%  relaunch %5.1f %%  file %5.1f %%\n",
                 clip.file.filename().c_str(), 100 * s.errorRate(), 100 * n.errorRate(), 100 * r.errorRate(),
                 100 * f.errorRate());

@@ -177,6 +177,14 @@ WER::Result WER::score(std::string_view reference, std::string_view hypothesis) 
   return result;
 }
 
+WER::Result& WER::Result::operator+=(const Result& other) {
+  substitutions += other.substitutions;
+  deletions += other.deletions;
+  insertions += other.insertions;
+  hits += other.hits;
+  return *this;
+}
+
 double WER::Result::errorRate() const {
   std::int64_t words = referenceWords();
   std::int64_t errors = substitutions + deletions + insertions;

@@ -27,6 +27,8 @@ class WER {
     // (S + D + I) / reference words. With no reference words: 0 when the hypothesis is empty
     // too, else 1.
     double errorRate() const;
+    // Adds another text's counts, for a rate over several; the missed positions stay this one's.
+    Result& operator+=(const Result& other);
 
     bool operator==(const Result&) const = default;
   };

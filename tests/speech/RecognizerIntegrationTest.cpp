@@ -61,14 +61,6 @@ std::string transcribe(SpeechEngine& engine, ManualLoop& loop, const std::filesy
   return result && result->ok() ? result->value() : std::string("<failed>");
 }
 
-// Adds one clip's counts to a running total.
-void add(WER::Result& total, const WER::Result& one) {
-  total.hits += one.hits;
-  total.substitutions += one.substitutions;
-  total.deletions += one.deletions;
-  total.insertions += one.insertions;
-}
-
 class PocketSphinxIntegrationTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -138,11 +130,11 @@ TEST_F(PocketSphinxIntegrationTest, FilePathRecognisesSpeechAndStreamingCostsNoM
     converter->flush(converted);
     ASSERT_TRUE(session.value()->feed(converted));
     ASSERT_TRUE(session.value()->finish());
-    add(streamed, WER::score(clip.transcript, text));
+    streamed += WER::score(clip.transcript, text);
     const std::string fromFile = transcribe(engine, loop, clip.file);
     const auto score = WER::score(clip.transcript, fromFile);
     EXPECT_LE(score.errorRate(), kMaxClipWER) << clip.file.filename() << ": " << fromFile;
-    add(filed, score);
+    filed += score;
   }
   EXPECT_GT(filed.hits, 0);
   EXPECT_LE(filed.errorRate(), kMaxOverallWER);

@@ -58,6 +58,8 @@ class PocketSphinxSession : public RecognitionSession {
   ~PocketSphinxSession() override {
     if (started_) ps_end_utt(decoder_);
     owner_.releaseDecoder(decoder_);
+    // The file is written as the session goes, once its text has been handed on.
+    if (taught_) owner_.keepMicrophone(microphone_);
   }
 
   Status start() {
@@ -103,8 +105,10 @@ class PocketSphinxSession : public RecognitionSession {
       mean_.assign(static_cast<std::size_t>(ps_get_feat(decoder_)->cmn_struct->veclen), 0);
       cmn_live_get(ps_get_feat(decoder_)->cmn_struct, mean_.data());
     }
-    if (mode_ == Recognizer::Mode::streaming && fed_ >= kLearnFromSamples && !mean_.empty())
+    if (mode_ == Recognizer::Mode::streaming && fed_ >= kLearnFromSamples && !mean_.empty()) {
       owner_.learnMicrophone(mean_, microphone_);
+      taught_ = true;
+    }
     int32 score = 0;
     const char* hypothesis = ps_get_hyp(decoder_, &score);
     if (hypothesis && *hypothesis) onResult_(hypothesis);
@@ -178,6 +182,7 @@ class PocketSphinxSession : public RecognitionSession {
   std::vector<float> pending_;
   std::size_t fed_ = 0;
   int microphone_ = 0;
+  bool taught_ = false;
   std::vector<mfcc_t> mean_;  // where the live normalisation starts; empty: the model's stock estimate
 };
 
@@ -261,12 +266,18 @@ std::pair<std::optional<std::vector<float>>, int> PocketSphinxRecognizer::microp
 }
 
 void PocketSphinxRecognizer::learnMicrophone(std::vector<float> mean, int microphone) {
+  std::lock_guard lock(mutex_);
+  if (microphone == microphone_) microphoneMean_ = std::move(mean);
+}
+
+void PocketSphinxRecognizer::keepMicrophone(int microphone) {
   std::string device;
+  std::vector<float> mean;
   {
     std::lock_guard lock(mutex_);
-    if (microphone != microphone_) return;
-    microphoneMean_ = mean;
+    if (microphone != microphone_ || !microphoneMean_) return;
     device = device_;
+    mean = *microphoneMean_;
   }
   memory_.remember(device, mean);
 }

@@ -52,6 +52,8 @@ class PocketSphinxRecognizer : public Recognizer {
   // a session that began on an earlier microphone teaches nothing.
   std::pair<std::optional<std::vector<float>>, int> microphoneMean();
   void learnMicrophone(std::vector<float> mean, int microphone);
+  // Writes what was learned to the file, off the path from key-up to text.
+  void keepMicrophone(int microphone);
 
  private:
   ps_decoder_s* makeDecoder();
